@@ -1,0 +1,20 @@
+// The nine settings of the service, with the values that hold where the configuration is silent.
+#ifndef NUVREL_CONFIG_LINK_CONFIGURATION_H_
+#define NUVREL_CONFIG_LINK_CONFIGURATION_H_
+
+#include <cstdint>
+#include <string>
+
+struct LinkConfiguration {
+  std::string wpaifPath;                            // directory of the supplicant's control sockets
+  int32_t wlanXRLatencyMode = 2;                    // driver latency mode while applied
+  int32_t wlanNormalLatencyMode = 1;                // driver latency mode after revert
+  bool wlanEnableTsf = false;                       // start TSF synchronisation on apply
+  int32_t wlanTsfSyncInterval = 3000;               // in the driver's own unit
+  std::string wlanSetRatemask = "0x003FC0FF";       // while applied; text as the driver takes it
+  std::string wlanOriginalRatemask = "0xFFFFFFFF";  // after revert
+  bool disableRRA = false;             // write the driver's unit_test_target node on apply
+  std::string wlanUnitTestTargetNode;  // directory above <interface>/unit_test_target
+};
+
+#endif  // NUVREL_CONFIG_LINK_CONFIGURATION_H_

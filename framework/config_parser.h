@@ -1,0 +1,34 @@
+// The framework's configuration object, from libnuvrelcoreutils.so: typed settings by key.
+//
+// A key is matched without regard to the case of its ASCII letters. Integers and truth values share
+// one table, texts have another, so a number is never found by a text lookup nor a text by a number
+// lookup. Example: wlanXRLatencyMode = 2 is found by the int and bool lookups, "0x3F" by the text
+// one. A text arrives in lower case unless its key ends in "path".
+#ifndef NUVREL_FRAMEWORK_CONFIG_PARSER_H_
+#define NUVREL_FRAMEWORK_CONFIG_PARSER_H_
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+
+namespace nuvrel {
+
+class ConfigParser {
+ public:
+  // Each returns 0 and writes `value` when the key is present, or returns -1 and leaves `value`
+  // alone. Any thread may call them; each holds mMutex for its own run.
+  int getProperty(const std::string& key, std::string& value);
+  int getProperty(const std::string& key, int32_t& value);  // the low 32 bits of the stored integer
+  int getProperty(const std::string& key, bool& value);  // whether the stored integer is not zero
+
+ protected:
+  uint32_t mLogMask = 0;                        // bit 4: one INFO line for each successful lookup
+  std::map<std::string, int64_t> mIntegers;     // by lower-case key
+  std::map<std::string, std::string> mStrings;  // by lower-case key
+  std::mutex mMutex;
+};
+
+}  // namespace nuvrel
+
+#endif  // NUVREL_FRAMEWORK_CONFIG_PARSER_H_

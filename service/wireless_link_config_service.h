@@ -1,0 +1,181 @@
+// The wireless link configuration service: tunes a headset's WLAN link for low-latency streaming to
+// one peer.
+//
+// Command packets come in through OnPacket, "DRIVER ..." lines go out through the wpa-cli wrapper,
+// and a status packet goes back on the packet's own connection before OnPacket returns. Example:
+// the request payload 04 becomes DRIVER SET_LATENCY_MODE 2 and DRIVER SET_TX_RATEMASK PHYMODE 3
+// RATEMASK 0x003FC0FF; the reply payload is 04 00 00 00 00.
+//
+// There is one instance in a process, made by the first Create and destroyed by the last Release.
+// It starts no threads and runs every operation on its caller's. Results are 0 for success and -1
+// for failure unless said otherwise.
+//
+// Locks, always taken in this order: gLock, mServiceLock, mPolicyLock (and, at that same level, the
+// loader's and the configuration parser's own). OnPacket holds mServiceLock around each operation
+// that does not take it itself, so commands run one at a time on whatever threads they arrive.
+#ifndef NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_
+#define NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "config/link_configuration.h"
+#include "framework/nuvrel_packet.h"
+#include "framework/nuvrel_service.h"
+#include "framework/service_client.h"
+#include "framework/wpa_cli_wrapper.h"
+#include "service/library_loader.h"
+#include "service/thread_annotations.h"
+
+#define NUVREL_EXPORT __attribute__((visibility("default")))
+
+class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
+ public:
+  // --- service/: instance -----------------------------------------------------------------------
+
+  // Returns the one instance and adds a reference. `params` points at a ServiceCreateParams, which
+  // is read only when no instance exists yet.
+  static void* Create(void* params) EXCLUDES(gLock);
+  // Drops a reference; the last one tears the instance down. -1 when `service` is not the instance.
+  static int Release(void* service) EXCLUDES(gLock);
+
+  // Both are borrowed; `configParser` may be null.
+  WirelessLinkConfigService(INuvrelConnection* connection, nuvrel::ConfigParser* configParser);
+  ~WirelessLinkConfigService() override;
+  WirelessLinkConfigService(const WirelessLinkConfigService&) = delete;
+  WirelessLinkConfigService& operator=(const WirelessLinkConfigService&) = delete;
+
+  // --- service/: dispatch and lifecycle, in slot order
+  // --------------------------------------------
+
+  // Runs the command in `packet` and sends its status; returns that status, or -1 without a reply
+  // when the packet names no connection. The reply may call back into OnPacket: no lock is held
+  // then.
+  int32_t OnPacket(NuvrelPkt_t* packet) override EXCLUDES(mServiceLock);
+  void OnConnectionLost() override;
+  // Makes the service ready for commands; 1 when it already was. `packet` is not read. What a
+  // failed step left behind is used again by the next call.
+  int32_t Init(NuvrelPkt* packet) override EXCLUDES(mServiceLock);
+  // Gives everything back; always completes, and may be called at any time.
+  void DeInit() override EXCLUDES(mServiceLock);
+  int32_t Reserved0() override;
+  int32_t Reserved1() override;
+
+  // Sends the status reply for `command`; a reply that cannot be sent is logged and forgotten.
+  void SendStatus(INuvrelConnection* connection, NUVREL_WLC_CMD command, int status);
+
+  // --- config/
+  // --------------------------------------------------------------------------------------
+
+  // Reads the settings into mLinkConfig and builds mWpaCtrlPath; without a parser, drops the
+  // settings.
+  void LoadConfig() REQUIRES(mServiceLock);
+
+  // --- link/: settings of the whole link
+  // ------------------------------------------------------------
+
+  // Put the driver into XR operation and back. Every step is tried, whatever became of the others.
+  int ApplyLinkSettings() REQUIRES(mServiceLock);
+  int RevertLinkSettings() REQUIRES(mServiceLock);
+  int ApplyWpaCliLinkConfiguration() REQUIRES(mServiceLock);
+  int RevertWpaCliLinkConfiguration() REQUIRES(mServiceLock);
+  // Writes the unit_test_target node when disableRRA asks for it; needs mLinkConfig. -EBADF when
+  // the node cannot be opened or written, -EAGAIN when the driver says to try again.
+  int ApplySysfsLinkConfiguration() REQUIRES(mServiceLock);
+  // Nothing to revert: the driver keeps the values. Always 0.
+  int RevertSysfsLinkConfiguration();
+
+  // --- lapb/: flow policies
+  // -------------------------------------------------------------------------
+
+  // Learns both IP addresses and the driver's service classes, and enables the operations below.
+  // Waits at most 1500 ms for each driver message.
+  int InitLAPBFlow() REQUIRES(mServiceLock);
+  // Adds the driver's service classes to mServiceIdMap.
+  int UpdateServiceIDMap() REQUIRES(mServiceLock);
+  // Appends capture group 1 of every match of `pattern` in `text` to `groups`; whether there was
+  // one. A text longer than a supplicant's message (4096 bytes) is not searched.
+  bool ExtractInfoFromResponse(std::vector<std::string>& groups, std::string text,
+                               std::string pattern);
+
+  // The lowest ID in 0 to 31 that no known service class has, or -1.
+  int AssignServiceID() REQUIRES(mServiceLock);
+  // Creates a driver service class. `serviceId` is written on success only.
+  int CreateServiceClass(int defaultDscp, int specialDscp, unsigned int latency,
+                         unsigned char* serviceId) REQUIRES(mServiceLock, mPolicyLock);
+
+  // Binds the UDP flow on `portNum` to the service class for `latency`, creating the class with the
+  // DSCP values of the two ToS bytes if there is none. A port that has a policy is re-bound.
+  int AddLAPBPolicy(int portNum, unsigned char splToS, unsigned char defToS, unsigned int latency)
+      REQUIRES(mServiceLock) EXCLUDES(mPolicyLock);
+  // Removes the policy of one port. No packet leads here; call it while no packet is being handled.
+  int DeleteLAPBFlowPolicy(int portNum) REQUIRES(mServiceLock) EXCLUDES(mPolicyLock);
+  // Removes every policy; -1 when the driver refused one, which is forgotten all the same.
+  int ClearLAPBPolicies() REQUIRES(mServiceLock) EXCLUDES(mPolicyLock);
+
+ protected:
+  // The operation behind `command`, with its parameters read from `request`.
+  int RunCommand(NUVREL_WLC_CMD command, NuvrelPkt& request) EXCLUDES(mServiceLock);
+  // Fills mServiceClient from the service client library, which then stays mapped for good.
+  bool CreateDiscoveryClient() REQUIRES(mServiceLock);
+  // The command exchange: formats one driver command into mCmdBuf, cut at 511 characters, and sends
+  // it. Needs mWpaClient. The answer replaces `reply`; a negative result means that it is not to be
+  // read. Logs nothing and never tries again.
+  int ExecuteDriverCommand(std::string& reply, const char* format, ...)
+      __attribute__((format(printf, 3, 4))) REQUIRES(mServiceLock);
+
+  // --- service/: the instance; guarded by gLock. There is an instance while the count is 1 or
+  // more.
+  static WirelessLinkConfigService* gWLConfigService GUARDED_BY(gLock);
+  static int32_t gRefCount GUARDED_BY(gLock);
+  static std::mutex gLock;
+
+  // --- given to the constructor, borrowed, never changed
+  nuvrel::ConfigParser* mConfigParser;
+  INuvrelConnection* mConnection;  // kept for the framework: replies go to each packet's own
+
+  // --- service/: lifecycle; guarded by mServiceLock
+  bool mInitialized GUARDED_BY(mServiceLock) = false;
+  std::mutex mServiceLock;  // a whole Init or DeInit, or any other whole command of OnPacket
+  std::mutex mPolicyLock;   // a whole flow policy operation, its driver commands included
+  LibraryLoader mLibLoader;
+  WpaCliWrapper* mWpaClient GUARDED_BY(mServiceLock) = nullptr;      // the wrapper library's
+  ServiceClient* mServiceClient GUARDED_BY(mServiceLock) = nullptr;  // the client library's
+
+  // --- config/: guarded by mServiceLock
+  std::string mWpaCtrlPath GUARDED_BY(mServiceLock);
+
+  // --- link/: the command exchange; guarded by mServiceLock
+  std::string mCmdReply GUARDED_BY(mServiceLock);  // last answer to a flow policy operation
+  char mCmdBuf[512] GUARDED_BY(mServiceLock);      // cleared before each use
+
+  // --- config/: guarded by mServiceLock
+  std::unique_ptr<LinkConfiguration> mLinkConfig GUARDED_BY(mServiceLock);
+
+  // --- link/: guarded by mServiceLock
+  std::string mUnitTestTargetValue
+      GUARDED_BY(mServiceLock);  // last value written to the sysfs node
+
+  // --- service/ (the name), lapb/ (the addresses): guarded by mServiceLock
+  std::string mInterfaceName GUARDED_BY(mServiceLock);
+  std::string mSelfIpAddress GUARDED_BY(mServiceLock);
+  std::string mPeerIpAddress GUARDED_BY(mServiceLock);
+
+  // --- lapb/
+  // Service class ID by buffer latency tolerance; guarded by mServiceLock.
+  std::unordered_map<uint32_t, uint8_t> mServiceIdMap GUARDED_BY(mServiceLock);
+  // Policy cookie by UDP port; guarded by mPolicyLock.
+  std::unordered_map<int, std::string> mLapbPolicies GUARDED_BY(mPolicyLock);
+  bool mLapbSupported GUARDED_BY(mServiceLock) = false;
+};
+
+extern "C" {
+NUVREL_EXPORT void CreateWirelessLinkConfigService(void** service, void* params);
+NUVREL_EXPORT int ReleaseWirelessLinkConfigService(void* service);
+}
+
+#endif  // NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_

@@ -1,0 +1,1 @@
+# Tests of emulated_driver: see nuvrel_test in CMakeLists.txt.

@@ -1,0 +1,1 @@
+# Tests of host: see nuvrel_test in CMakeLists.txt.

@@ -1,0 +1,1 @@
+# Tests of runner: see nuvrel_test in CMakeLists.txt.

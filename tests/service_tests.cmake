@@ -1,0 +1,1 @@
+# Tests of service: see nuvrel_test in CMakeLists.txt.
