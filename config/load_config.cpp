@@ -1,0 +1,60 @@
+// Reading the settings from the framework's configuration object.
+#include "framework/config_parser.h"
+#include "service/log.h"
+#include "service/wireless_link_config_service.h"
+
+namespace {
+
+// Overwrites `field` with the setting `name`, or leaves it as it is when the parser does not hold
+// it.
+template <typename T>
+void Read(nuvrel::ConfigParser& parser, const char* name, T& field) {
+  T value{};
+  if (parser.getProperty(std::string("nuvrel.services.wirelesslinkconfig.") + name, value) == 0) {
+    field = std::move(value);
+  }
+}
+
+const char* Text(bool value) { return value ? "true" : "false"; }
+
+}  // namespace
+
+void WirelessLinkConfigService::LoadConfig() {
+  if (mConfigParser == nullptr) {
+    LOGE("WirelessLingConfig service config parser is invalid.");
+    mLinkConfig.reset();
+    return;
+  }
+  if (mLinkConfig == nullptr) {
+    mLinkConfig = std::make_unique<LinkConfiguration>();
+  }
+  LinkConfiguration& config = *mLinkConfig;
+  Read(*mConfigParser, "wpaifPath", config.wpaifPath);
+  Read(*mConfigParser, "wlanXRLatencyMode", config.wlanXRLatencyMode);
+  Read(*mConfigParser, "wlanNormalLatencyMode", config.wlanNormalLatencyMode);
+  Read(*mConfigParser, "wlanEnableTsf", config.wlanEnableTsf);
+  Read(*mConfigParser, "wlanTsfSyncInterval", config.wlanTsfSyncInterval);
+  Read(*mConfigParser, "wlanSetRatemask", config.wlanSetRatemask);
+  Read(*mConfigParser, "wlanOriginalRatemask", config.wlanOriginalRatemask);
+  Read(*mConfigParser, "disableRRA", config.disableRRA);
+  Read(*mConfigParser, "wlanUnitTestTargetNode", config.wlanUnitTestTargetNode);
+
+  mWpaCtrlPath = config.wpaifPath + "/" + mInterfaceName;
+
+  LOGI(
+      "WirelessLinkConfigService configurations\n"
+      "\tInterfaceName: %s                    \n"
+      "\tWPA control interface path: %s\n"
+      "\tXR Latency mode: %d\n"
+      "\tNormal Latency mode: %d                    \n"
+      "\tEnable TSF: %s\n"
+      "\tTSF Sync interval: %d\n"
+      "\tSET Ratemask: %s                    \n"
+      "\tOriginal Ratemask: %s\n"
+      "\tDisable RRA: %s\n"
+      "\tWlan unit test target node: %s",
+      mInterfaceName.c_str(), mWpaCtrlPath.c_str(), config.wlanXRLatencyMode,
+      config.wlanNormalLatencyMode, Text(config.wlanEnableTsf), config.wlanTsfSyncInterval,
+      config.wlanSetRatemask.c_str(), config.wlanOriginalRatemask.c_str(), Text(config.disableRRA),
+      config.wlanUnitTestTargetNode.c_str());
+}

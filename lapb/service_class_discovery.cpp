@@ -1,0 +1,126 @@
+// Learning the flow addresses and the driver's service classes.
+//
+// The driver answers SERVICE_CLASS_SHOW with unsolicited messages: first a count, such as
+//   <3>SVC-EVENT: svc_count:2
+// then classes in parentheses, ID and latency first, behind a heading in the first such message:
+//   <3>SVC-EVENT: (a heading) (3, 20, 46, 40) (4, 40, 46, 40)
+#include <cstdio>
+#include <cstring>
+#include <regex>
+
+#include "link/driver_commands.h"
+#include "service/log.h"
+#include "service/wireless_link_config_service.h"
+
+namespace {
+
+constexpr char kEventPrefix[] = "<3>SVC-EVENT:";
+constexpr char kClassPattern[] = "\\((.*?)\\)";
+constexpr int32_t kEventWaitMs = 1500;  // for each message
+
+// The most that a supplicant sends in one message. Regular expressions recurse once per character
+// in some standard libraries, so a longer text could overflow the caller's stack.
+constexpr size_t kMaxMessageLength = 4096;
+
+std::string AddressOf(const NetworkInterfaceInfo& info) {
+  return {info.ipAddress, strnlen(info.ipAddress, sizeof(info.ipAddress))};
+}
+
+}  // namespace
+
+int WirelessLinkConfigService::InitLAPBFlow() {
+  LOG_ENTRY();
+  int result = -1;
+  NetworkInterfaceInfo peer{};
+  NetworkInterfaceInfo self{};
+  uint8_t peerStatus = 0;
+  if (mWpaClient == nullptr || mServiceClient == nullptr) {
+    LOGW("[%s:%d] Wpa Client or Discovery Client  Handle is NULL", NUVREL_HERE);
+  } else {
+    mServiceClient->GetPeerInterfaceInfo(&peerStatus, &peer);
+    mPeerIpAddress = AddressOf(peer);
+    if (mServiceClient->GetNetworkInterfaceInfo(&self) < 0) {
+      LOGE("Unable to get Self device IP address.");
+    } else {
+      mSelfIpAddress = AddressOf(self);
+      LOGD("[%s:%d] Src IP=%s, Dst IP=%s", NUVREL_HERE, mSelfIpAddress.c_str(),
+           mPeerIpAddress.c_str());
+      if (UpdateServiceIDMap() < 0) {
+        LOGW("[%s:%d] Unable to get Service ID Map", NUVREL_HERE);
+      } else {
+        mLapbSupported = true;
+        result = 0;
+      }
+    }
+  }
+  LOG_EXIT();
+  return result;
+}
+
+int WirelessLinkConfigService::UpdateServiceIDMap() {
+  LOGI("[%s:%d] ", NUVREL_HERE);
+  if (mWpaClient == nullptr) {
+    LOGW("[%s:%d] Wpa Client Handle is NULL", NUVREL_HERE);
+    return -1;
+  }
+  std::string reply;
+  if (ExecuteDriverCommand(reply, driver_commands::kServiceClassShow) < 0) {
+    LOGW("[%s:%d] Unable to execute wpa driver command to show service classes", NUVREL_HERE);
+    return -1;
+  }
+  LOGD("GetResponse %s", reply.c_str());
+  if (mWpaClient->GetResponse(reply, kEventPrefix, kEventWaitMs) < 0) {
+    LOGW("[%s:%d] No Responses Available", NUVREL_HERE);
+    return -1;
+  }
+  LOGD("Response from GetResponse %s", reply.c_str());
+  uint32_t svcCount = 0;
+  if (std::sscanf(reply.c_str(), "<3>SVC-EVENT: svc_count:%u", &svcCount) == 0) {
+    LOGE("[%s:%d] Could not Extract SVC Count from response", NUVREL_HERE);
+    return -1;
+  }
+  LOGD("[%s:%d] Num Service Class IDs = %u", NUVREL_HERE, svcCount);
+
+  uint8_t pass = 0;
+  while (svcCount > pass) {
+    if (mWpaClient->GetResponse(reply, kEventPrefix, kEventWaitMs) < 0) {
+      LOGE("[%s:%d] Could not read response", NUVREL_HERE);
+      return -1;
+    }
+    std::vector<std::string> groups;
+    if (!ExtractInfoFromResponse(groups, reply, kClassPattern)) {
+      LOGW("[%s:%d] No Matching Pattern(%s) from Response : %s", NUVREL_HERE, kClassPattern,
+           reply.c_str());
+      return -1;
+    }
+    const size_t first = pass == 0 ? 1 : 0;  // the heading
+    for (size_t i = first; i < groups.size(); ++i) {
+      uint32_t id = 0;
+      uint32_t latency = 0;
+      uint32_t unused[2] = {0, 0};
+      std::sscanf(groups[i].c_str(), "%u, %u, %u, %u", &id, &latency, &unused[0], &unused[1]);
+      mServiceIdMap[latency] = static_cast<uint8_t>(id);
+    }
+    pass = static_cast<uint8_t>(pass + (groups.size() - first) + 1);
+  }
+  for (const auto& [latency, id] : mServiceIdMap) {
+    LOGI("[%s:%d] Service Class Latency = %u, SVC ID = %u", NUVREL_HERE, latency, id);
+  }
+  LOGD("Returning  [%s:%d]", NUVREL_HERE);
+  return 0;
+}
+
+bool WirelessLinkConfigService::ExtractInfoFromResponse(std::vector<std::string>& groups,
+                                                        std::string text, std::string pattern) {
+  if (text.size() > kMaxMessageLength) {
+    return false;
+  }
+  const std::regex expression(pattern);
+  int32_t matches = 0;
+  for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
+       ++match) {
+    groups.push_back((*match)[1].str());
+    ++matches;
+  }
+  return matches != 0;
+}

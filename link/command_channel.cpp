@@ -1,0 +1,15 @@
+// The command exchange: the one way to the driver.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "service/wireless_link_config_service.h"
+
+int WirelessLinkConfigService::ExecuteDriverCommand(std::string& reply, const char* format, ...) {
+  std::memset(mCmdBuf, 0, sizeof(mCmdBuf));
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(mCmdBuf, sizeof(mCmdBuf), format, arguments);
+  va_end(arguments);
+  return mWpaClient->ExecuteCommand(std::string(mCmdBuf), std::string(), reply, 0);
+}

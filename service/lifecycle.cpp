@@ -1,0 +1,118 @@
+// Bringing the service into working order and taking it back out.
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "service/log.h"
+#include "service/wireless_link_config_service.h"
+
+namespace {
+
+constexpr char kClientLibrary[] = "libnuvrelservice_client.so";
+
+// The framework's own arguments to the client factory.
+constexpr int32_t kClientKind = 4;
+constexpr int32_t kClientDefault = -1;
+
+// The client's code must outlive the loader's open of its library, which Init gives back: a library
+// marked like this stays mapped until the process ends, so no handle need be kept.
+void KeepMapped(const char* library) {
+  if (void* handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)) {
+    dlclose(handle);
+  }
+}
+
+}  // namespace
+
+int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
+  LOG_ENTRY();
+  int32_t status = 0;
+  {
+    std::lock_guard<std::mutex> lock(mServiceLock);
+    if (mInitialized) {
+      LOGD("WirelessLinkConfig service already initialized");
+      status = 1;
+    } else {
+      if (mServiceClient == nullptr && !CreateDiscoveryClient()) {
+        return -1;
+      }
+      NetworkInterfaceInfo info{};
+      if (mServiceClient->GetNetworkInterfaceInfo(&info) < 0) {
+        LOGE("[%s] Unable to get Network Interface Information", __func__);
+        return -1;
+      }
+      mInterfaceName.assign(info.interfaceName,
+                            strnlen(info.interfaceName, sizeof(info.interfaceName)));
+      LOGD("[%s] Got Interface - %s", __func__, mInterfaceName.c_str());
+      std::erase(mInterfaceName, ' ');
+      LoadConfig();
+      mWpaClient = GetWpacliWrapperHandle();
+      if (mWpaClient == nullptr) {
+        LOGE("Failed to get wpacliwrapper handle !");
+        status = -1;
+      } else if (mWpaClient->OpenCtrlInterface(mWpaCtrlPath) < 0) {
+        LOGW("%s() Failed to open network interface %s", __func__, mWpaCtrlPath.c_str());
+        mWpaClient->CloseCtrlInterface();
+        return -1;
+      } else {
+        mInitialized = true;
+        LOGD("[%s:%d] opened ctrl interface: %s", NUVREL_HERE, mWpaCtrlPath.c_str());
+      }
+    }
+  }
+  LOG_EXIT();
+  return status;
+}
+
+bool WirelessLinkConfigService::CreateDiscoveryClient() {
+  const auto create = reinterpret_cast<CreateServiceClientFn>(
+      mLibLoader.GetLibFunction(kClientLibrary, "CreateServiceClient"));
+  if (create == nullptr) {
+    LOGE("Could not find the client creation function in nuvrel service client library");
+    return false;
+  }
+  ServiceClient* client = nullptr;
+  create(kClientKind, &client, nullptr, kClientDefault);
+  if (client == nullptr) {
+    LOGE("Unable to create discovery client for remote IPC support");
+    return false;
+  }
+  LOGD("created discovery client");
+  mServiceClient = client;
+  KeepMapped(kClientLibrary);
+  mLibLoader.CloseLibHandle(kClientLibrary);
+  return true;
+}
+
+void WirelessLinkConfigService::DeInit() {
+  std::lock_guard<std::mutex> lock(mServiceLock);
+  if (mWpaClient != nullptr) {
+    ClearLAPBPolicies();
+    mServiceIdMap.clear();
+    mLapbSupported = false;
+    mCmdReply.clear();
+  }
+  ReleaseWpacliWrapperHandle();
+  mWpaClient = nullptr;
+  if (mServiceClient != nullptr) {
+    const auto release = reinterpret_cast<ReleaseServiceClientFn>(
+        mLibLoader.GetLibFunction(kClientLibrary, "ReleaseServiceClient"));
+    if (release != nullptr) {
+      release(kClientKind, mServiceClient);
+    } else {
+      LOGE(
+          "Could not find the client release function in nuvrel service client library, calling "
+          "delete");
+      delete mServiceClient;
+    }
+    mServiceClient = nullptr;
+  }
+  if (mInitialized) {
+    std::fill(std::begin(mCmdBuf), std::end(mCmdBuf), '\0');
+  }
+  mLinkConfig.reset();
+  mInitialized = false;
+  mLapbSupported = false;
+  LOG_EXIT();
+}
