@@ -1,0 +1,59 @@
+// The socket of a supplicant's control interface: UNIX datagrams at <directory>/<interface>.
+//
+// A client binds an address of its own and sends one command per datagram; its answer goes back to
+// that address. A client that has attached also gets every unsolicited message. Nothing here waits:
+// an answer that its client has no room for is lost. An attached client that is gone is detached at
+// once, one that cannot take messages after eleven failures in a row.
+// Limits: commands of at most 8192 bytes, paths of at most 107. One thread at a time.
+#ifndef NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_
+#define NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// A client's socket address, as its raw bytes.
+using PeerAddress = std::string;
+
+struct ReceivedCommand {
+  PeerAddress from;
+  std::string text;
+};
+
+class ControlSocket {
+ public:
+  ControlSocket() = default;
+  ControlSocket(const ControlSocket&) = delete;
+  ControlSocket& operator=(const ControlSocket&) = delete;
+  ~ControlSocket();  // closes
+
+  // Binds `directory`/`interface`, replacing a socket file that nobody serves. False with one line
+  // in `error` otherwise.
+  bool Open(const std::string& directory, const std::string& interface, std::string* error);
+  // Closes, removes the socket file and forgets who attached.
+  void Close();
+  int Descriptor() const { return mDescriptor; }
+
+  // The next command that has arrived; nothing when there is none or it is not to be answered.
+  std::optional<ReceivedCommand> Receive();
+  // False with errno when the datagram was not taken.
+  bool Send(const PeerAddress& to, std::string_view text) const;
+
+  void Attach(const PeerAddress& peer);  // once, however often it is called
+  bool Detach(const PeerAddress& peer);  // false: was not attached
+  void SendToAttached(std::string_view text);
+
+ private:
+  bool Bind(std::string* error);
+
+  int mDescriptor = -1;
+  std::string mPath;                     // empty: no file of ours
+  std::map<PeerAddress, int> mAttached;  // failures in a row
+};
+
+}  // namespace host
+
+#endif  // NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_

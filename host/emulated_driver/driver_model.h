@@ -1,0 +1,105 @@
+// The WLAN driver's side of the link: what it holds, and the nine private commands that change it.
+//
+// A command is the text behind "DRIVER ", words parted by one blank each. It is either carried out
+// and answered "OK\n" ("cookie=p1\n" for POLICY_ADD), or refused with "FAIL\n" and nothing changed:
+//   SERVICE_CLASS_ADD service_class_id 2 buffer_latency_tolerance 30 app_ind_default_dscp 46
+//     app_ind_special_dscp 40                                                          (one line)
+// SERVICE_CLASS_SHOW answers "OK\n" and then has two messages sent to every attached client, the
+// second one only if there is a class, all classes in it, its first group a heading:
+//   <3>SVC-EVENT: svc_count:1
+//   <3>SVC-EVENT: (service_class_id, ...) (0, 10, 46, 40)
+// Limits: 32 classes, which commands cannot remove; any number of policies. One thread at a time.
+#ifndef NUVREL_HOST_EMULATED_DRIVER_DRIVER_MODEL_H_
+#define NUVREL_HOST_EMULATED_DRIVER_DRIVER_MODEL_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+inline constexpr std::string_view kReplyOk = "OK\n";
+inline constexpr std::string_view kReplyFail = "FAIL\n";
+inline constexpr std::string_view kEventPrefix = "<3>SVC-EVENT:";
+
+struct ServiceClass {
+  uint32_t id;           // 0 to 31 when added by a command
+  uint32_t latency;      // buffer latency tolerance, in the driver's unit
+  uint32_t defaultDscp;  // 0 to 63
+  uint32_t specialDscp;  // 0 to 63
+};
+
+// What the driver has before anybody talks to it: IDs 0, 1 and 3 for latencies 10, 20 and 50.
+std::vector<ServiceClass> DefaultServiceClasses();
+
+struct DriverAnswer {
+  std::string reply;
+  std::vector<std::string> events;  // for every attached client, in this order, after the reply
+};
+
+class DriverModel {
+ public:
+  // The classes are taken as they are, so that a test may plant an ID that no command could add.
+  explicit DriverModel(const std::vector<ServiceClass>& serviceClasses = DefaultServiceClasses());
+
+  // Carries out or refuses one command, given without "DRIVER ".
+  DriverAnswer Execute(std::string_view command);
+
+  // The driver's state, one key=value line each, the counts before what they count, classes by ID
+  // and policies by age. The mask always has eight upper-case digits; the interval is the last one
+  // started with. A fresh driver with one class and one policy prints
+  //   latency_mode=1
+  //   tx_ratemask_phymode=3
+  //   tx_ratemask=0xFFFFFFFF
+  //   tsf=off                                                                       (or tsf=on)
+  //   tsf_sync_interval=0
+  //   service_classes=1
+  //   policies=1
+  //   service_class[0]=latency 10 default_dscp 46 special_dscp 40
+  //   policy[p1]=src 192.168.49.1:5000 dst 192.168.49.2:5000 class 0
+  std::string Status() const;
+
+ private:
+  struct Policy {
+    std::string cookie;
+    std::string flow;  // "src 192.168.49.1:5000 dst 192.168.49.2:5000"
+    uint32_t serviceClass;
+  };
+  // The words of a command that stand where its form has a "%".
+  using Values = std::vector<std::string_view>;
+  // Carries out one command whose form fits; false when a value is refused.
+  using Operation = bool (DriverModel::*)(const Values&, DriverAnswer&);
+  struct Form {
+    std::string_view text;
+    Operation operation;
+  };
+
+  bool SetLatencyMode(const Values& values, DriverAnswer& answer);
+  bool StartTsf(const Values& values, DriverAnswer& answer);
+  bool StopTsf(const Values& values, DriverAnswer& answer);
+  bool SetRateMask(const Values& values, DriverAnswer& answer);
+  bool ShowServiceClasses(const Values& values, DriverAnswer& answer);
+  bool AddServiceClass(const Values& values, DriverAnswer& answer);
+  bool AddPolicy(const Values& values, DriverAnswer& answer);
+  bool UpdatePolicy(const Values& values, DriverAnswer& answer);
+  bool DeletePolicy(const Values& values, DriverAnswer& answer);
+
+  std::vector<Policy>::iterator FindPolicy(std::string_view cookie);
+
+  static const Form kForms[9];
+
+  uint32_t mLatencyMode = 1;
+  uint32_t mPhyMode = 3;
+  uint32_t mRateMask = 0xFFFFFFFF;
+  bool mTsfOn = false;
+  uint32_t mTsfSyncInterval = 0;
+  std::map<uint32_t, ServiceClass> mServiceClasses;  // by ID
+  std::vector<Policy> mPolicies;                     // by age
+  uint64_t mLastCookie = 0;                          // cookies are never given out twice
+};
+
+}  // namespace host
+
+#endif  // NUVREL_HOST_EMULATED_DRIVER_DRIVER_MODEL_H_

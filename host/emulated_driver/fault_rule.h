@@ -1,0 +1,83 @@
+// Faults on purpose: rules that make the emulated driver misbehave, and the count of when they did.
+//
+//   COMMAND:fail         refused: answered FAIL, the driver never saw it
+//   COMMAND:drop         carried out, but never answered
+//   COMMAND:delay=MS     carried out (its messages sent) at once, answered MS milliseconds late
+//   COMMAND:reply=TEXT   carried out, but answered with TEXT; \n is a line end, \\ a backslash
+//   events:drop          an unsolicited message is not sent
+//   events:delay=MS      it is sent MS milliseconds late
+//   events:garble=NUMBER random bytes behind "<3>SVC-EVENT:" are changed, the same for each NUMBER
+// Each may end in @N (only the Nth such command or message) or xN (only the first N); a TEXT that
+// itself ends so is closed with \n. Example: POLICY_ADD:reply=cookie=0x12\n@2
+// COMMAND is PING, ATTACH, DETACH, STATUS or a driver command's first or second word.
+// Where several rules hit, delays add up and the first of fail, drop and reply decides.
+#ifndef NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
+#define NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+enum class FaultAction { kFail, kDrop, kDelay, kReply, kGarble };
+
+struct FaultRule {
+  std::string text;   // as written, for reports
+  std::string scope;  // the command, or "events"
+  FaultAction action = FaultAction::kFail;
+  std::chrono::milliseconds delay{0};  // at most one hour
+  std::string reply;
+  uint32_t randomStart = 0;
+  uint64_t firstHit = 1;          // counted from 1
+  uint64_t lastHit = UINT64_MAX;  // inclusive
+};
+
+// The rule that `text` writes, or nothing and one line in `error` that says what is wrong with it
+// and what is allowed.
+std::optional<FaultRule> ParseFaultRule(std::string_view text, std::string* error);
+
+struct FaultCount {
+  std::string rule;
+  uint64_t fired;  // commands or messages that came out differently for it
+};
+
+struct CommandFault {
+  std::chrono::milliseconds delay{0};
+  bool refused = false;
+  bool answered = true;
+  std::optional<std::string> reply;
+};
+
+// The rules in force, with their counts. One thread at a time.
+class FaultPlan {
+ public:
+  explicit FaultPlan(const std::vector<FaultRule>& rules);
+
+  // What the rules make of the next command, given as received ("DRIVER POLICY_ADD ...").
+  CommandFault OnCommand(std::string_view command);
+  // How late to send the next unsolicited message, which may be changed here; nothing: not at all.
+  std::optional<std::chrono::milliseconds> OnEvent(std::string& event);
+  // One entry per rule, in the given order; a rule at 0 has never done anything.
+  std::vector<FaultCount> Counts() const;
+
+ private:
+  struct ArmedRule {
+    FaultRule rule;
+    std::mt19937 random;
+    uint64_t hits = 0;
+    uint64_t fired = 0;
+  };
+  // The rules whose turn it is for a command or message that is described by `words`.
+  std::vector<ArmedRule*> Due(const std::vector<std::string_view>& words);
+
+  std::vector<ArmedRule> mRules;
+};
+
+}  // namespace host
+
+#endif  // NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
