@@ -1,0 +1,105 @@
+// A control socket that says what the test tells it to, in a temporary directory of its own.
+//
+//   ScriptedSupplicant supplicant;               answers PING, ATTACH and DETACH
+//   supplicant.Answer("DRIVER A", {"OK\n"});     then "DRIVER A" too; {} is silence
+//   supplicant.Tell("<3>SVC-EVENT: 1");          to whoever is attached
+//
+// A command without an answer set is answered UNKNOWN COMMAND.
+#ifndef NUVREL_TESTS_HOST_SCRIPTED_SUPPLICANT_H_
+#define NUVREL_TESTS_HOST_SCRIPTED_SUPPLICANT_H_
+
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+class ScriptedSupplicant {
+ public:
+  ScriptedSupplicant() {
+    mAddress.sun_family = AF_UNIX;
+    std::strcpy(mAddress.sun_path, (mDirectory + "/wlan0").c_str());
+    Start();
+  }
+  ~ScriptedSupplicant() {
+    Kill();
+    rmdir(mDirectory.c_str());
+  }
+  ScriptedSupplicant(const ScriptedSupplicant&) = delete;
+  ScriptedSupplicant& operator=(const ScriptedSupplicant&) = delete;
+
+  std::string Path() const { return mAddress.sun_path; }
+
+  void Start() {
+    mSocket = socket(AF_UNIX, SOCK_DGRAM, 0);
+    bind(mSocket, reinterpret_cast<sockaddr*>(&mAddress), sizeof(mAddress));
+    mThread = std::thread([this] { Serve(); });
+  }
+  void Kill() {
+    if (mThread.joinable()) {
+      shutdown(mSocket, SHUT_RDWR);
+      mThread.join();
+      close(mSocket);
+      unlink(mAddress.sun_path);
+    }
+  }
+  void Answer(const std::string& command, const std::vector<std::string>& datagrams) {
+    const std::lock_guard<std::mutex> lock(mLock);
+    mAnswers[command] = datagrams;
+  }
+  // Sends to whoever sent `command` last: to the listener, or as a late answer. Waits while that
+  // queue is full; false when nobody is there any more.
+  bool Tell(const std::string& text, const std::string& command = "ATTACH") {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return SendTo(mSenders[command], text);
+  }
+  std::vector<std::string> Received() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return mReceived;
+  }
+
+ private:
+  bool SendTo(const sockaddr_un& to, const std::string& text) const {
+    return sendto(mSocket, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                  sizeof(to)) >= 0;
+  }
+  void Serve() {
+    std::vector<char> buffer(20000);
+    for (;;) {
+      sockaddr_un from{};
+      socklen_t size = sizeof(from);
+      const ssize_t length = recvfrom(mSocket, buffer.data(), buffer.size(), 0,
+                                      reinterpret_cast<sockaddr*>(&from), &size);
+      if (length <= 0) {
+        return;
+      }
+      const std::lock_guard<std::mutex> lock(mLock);
+      const std::string command(buffer.data(), static_cast<size_t>(length));
+      mReceived.push_back(command);
+      mSenders[command] = from;
+      const auto answer = mAnswers.find(command);
+      const std::vector<std::string> unknown = {"UNKNOWN COMMAND\n"};
+      for (const auto& datagram : answer == mAnswers.end() ? unknown : answer->second) {
+        SendTo(from, datagram);
+      }
+    }
+  }
+
+  std::string mDirectory = mkdtemp(std::string("/tmp/scripted-XXXXXX").data());
+  sockaddr_un mAddress{};
+  int mSocket = -1;
+  std::mutex mLock;
+  std::map<std::string, std::vector<std::string>> mAnswers = {
+      {"PING", {"PONG\n"}}, {"ATTACH", {"OK\n"}}, {"DETACH", {"OK\n"}}};
+  std::vector<std::string> mReceived;
+  std::map<std::string, sockaddr_un> mSenders;  // by command
+  std::thread mThread;
+};
+
+#endif  // NUVREL_TESTS_HOST_SCRIPTED_SUPPLICANT_H_
