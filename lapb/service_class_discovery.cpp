@@ -110,8 +110,11 @@ int WirelessLinkConfigService::UpdateServiceIDMap() {
   return 0;
 }
 
+// Both texts are taken by value: the signature is part of the exported interface.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 bool WirelessLinkConfigService::ExtractInfoFromResponse(std::vector<std::string>& groups,
                                                         std::string text, std::string pattern) {
+  // NOLINTEND(performance-unnecessary-value-param)
   if (text.size() > kMaxMessageLength) {
     return false;
   }

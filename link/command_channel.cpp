@@ -9,6 +9,7 @@ int WirelessLinkConfigService::ExecuteDriverCommand(std::string& reply, const ch
   std::memset(mCmdBuf, 0, sizeof(mCmdBuf));
   va_list arguments;
   va_start(arguments, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the analyzer does not know this va_start
   std::vsnprintf(mCmdBuf, sizeof(mCmdBuf), format, arguments);
   va_end(arguments);
   return mWpaClient->ExecuteCommand(std::string(mCmdBuf), std::string(), reply, 0);
