@@ -31,9 +31,6 @@ class ScriptedSupplicant {
     Kill();
     rmdir(mDirectory.c_str());
   }
-  ScriptedSupplicant(const ScriptedSupplicant&) = delete;
-  ScriptedSupplicant& operator=(const ScriptedSupplicant&) = delete;
-
   std::string Path() const { return mAddress.sun_path; }
 
   void Start() {
@@ -59,33 +56,32 @@ class ScriptedSupplicant {
     const std::lock_guard<std::mutex> lock(mLock);
     return SendTo(mSenders[command], text);
   }
-  std::vector<std::string> Received() {
+  size_t CommandsReceived() {
     const std::lock_guard<std::mutex> lock(mLock);
     return mReceived;
   }
 
  private:
   bool SendTo(const sockaddr_un& to, const std::string& text) const {
-    return sendto(mSocket, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                  sizeof(to)) >= 0;
+    const auto* address = reinterpret_cast<const sockaddr*>(&to);
+    return sendto(mSocket, text.data(), text.size(), 0, address, sizeof(to)) >= 0;
   }
   void Serve() {
     std::vector<char> buffer(20000);
     for (;;) {
       sockaddr_un from{};
       socklen_t size = sizeof(from);
-      const ssize_t length = recvfrom(mSocket, buffer.data(), buffer.size(), 0,
-                                      reinterpret_cast<sockaddr*>(&from), &size);
+      auto* address = reinterpret_cast<sockaddr*>(&from);
+      const ssize_t length = recvfrom(mSocket, buffer.data(), buffer.size(), 0, address, &size);
       if (length <= 0) {
         return;
       }
       const std::lock_guard<std::mutex> lock(mLock);
       const std::string command(buffer.data(), static_cast<size_t>(length));
-      mReceived.push_back(command);
+      ++mReceived;
       mSenders[command] = from;
-      const auto answer = mAnswers.find(command);
-      const std::vector<std::string> unknown = {"UNKNOWN COMMAND\n"};
-      for (const auto& datagram : answer == mAnswers.end() ? unknown : answer->second) {
+      mAnswers.try_emplace(command, 1, "UNKNOWN COMMAND\n");
+      for (const std::string& datagram : mAnswers[command]) {
         SendTo(from, datagram);
       }
     }
@@ -97,8 +93,8 @@ class ScriptedSupplicant {
   std::mutex mLock;
   std::map<std::string, std::vector<std::string>> mAnswers = {
       {"PING", {"PONG\n"}}, {"ATTACH", {"OK\n"}}, {"DETACH", {"OK\n"}}};
-  std::vector<std::string> mReceived;
   std::map<std::string, sockaddr_un> mSenders;  // by command
+  size_t mReceived = 0;
   std::thread mThread;
 };
 

@@ -1,7 +1,7 @@
 // The wrapper against a control socket whose every answer is scripted.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
+#include <sys/select.h>
 
 #include <algorithm>
 #include <atomic>
@@ -36,10 +36,13 @@ class WrapperTest : public ::testing::Test {
     ReleaseWpacliWrapperHandle();
     EXPECT_EQ(SocketFiles(), 0U);
   }
+  void Open() { ASSERT_GE(mWrapper->OpenCtrlInterface(mSupplicant.Path()), 0); }
   int32_t Execute(const std::string& command) {
     return mWrapper->ExecuteCommand(command, "", mReply, 0);
   }
-  void Open() { ASSERT_GE(mWrapper->OpenCtrlInterface(mSupplicant.Path()), 0); }
+  int32_t Wait(const std::string& prefix, int32_t limit = kPatient) {
+    return mWrapper->GetResponse(mMessage, prefix, limit);
+  }
 
   ScriptedSupplicant mSupplicant;
   WpaCliWrapper* mWrapper = GetWpacliWrapperHandle();
@@ -53,11 +56,9 @@ TEST_F(WrapperTest, AnswerReplacesReplyAndRefusalIsFailure) {
     std::string answer, reply;
     bool refused;
   } cases[] = {
-      {"OK\n", "OK\n", false},
       {"cookie=12\n", "cookie=12\n", false},
       {"", "", false},
       {std::string(5000, 'x'), std::string(4096, 'x'), false},
-      {"FAIL\n", "FAIL\n", true},
       {"FAIL-BUSY\n", "FAIL-BUSY\n", true},
       {"UNKNOWN COMMAND\n", "UNKNOWN COMMAND\n", true},
   };
@@ -66,33 +67,16 @@ TEST_F(WrapperTest, AnswerReplacesReplyAndRefusalIsFailure) {
     EXPECT_EQ(Execute("DRIVER A") < 0, refused) << answer;
     EXPECT_EQ(mReply, reply);
   }
-}
-
-TEST_F(WrapperTest, CommandThatIsNoneIsNotSent) {
-  Open();
-  for (const std::string& command : {std::string(), std::string(8193, 'x')}) {
-    EXPECT_LT(Execute(command), 0);
-  }
-  EXPECT_THAT(mSupplicant.Received(), ElementsAre("PING", "ATTACH"));
-}
-
-TEST_F(WrapperTest, AnswerToEarlierCommandIsNotTakenForTheNext) {
-  mSupplicant.Answer("DRIVER A", {"first\n", "second\n"});
-  mSupplicant.Answer("DRIVER B", {"third\n"});
-  Open();
-  ASSERT_EQ(Execute("DRIVER A"), 0);
-  ASSERT_EQ(Execute("DRIVER B"), 0);
-  EXPECT_EQ(mReply, "third\n");
+  const size_t received = mSupplicant.CommandsReceived();
+  EXPECT_LT(Execute(""), 0);
+  EXPECT_LT(Execute(std::string(8193, 'x')), 0) << "it would never be answered";
+  EXPECT_EQ(mSupplicant.CommandsReceived(), received);
 }
 
 TEST_F(WrapperTest, FailedOpenLeavesNothingOpen) {
   std::vector<int> files;
   const auto useUpDescriptors = [&] {
     mWrapper->CloseCtrlInterface();  // its own descriptors would be free again otherwise
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = std::min<rlim_t>(2048, limit.rlim_max);
-    setrlimit(RLIMIT_NOFILE, &limit);
     while (files.empty() || files.back() < FD_SETSIZE) {
       files.push_back(open("/dev/null", O_RDONLY));
       ASSERT_GE(files.back(), 0);
@@ -105,22 +89,20 @@ TEST_F(WrapperTest, FailedOpenLeavesNothingOpen) {
   } cases[] = {
       {"nobody listens", mSupplicant.Path() + "x", [] {}},
       {"path too long", "/tmp/" + std::string(103, 'x'), [] {}},
-      {"no path", "", [] {}},
       {"too many open files for select", mSupplicant.Path(), useUpDescriptors},
-      {"listener refused", mSupplicant.Path(), [&] { mSupplicant.Answer("ATTACH", {"FAIL\n"}); }},
+      {"no listener", mSupplicant.Path(), [&] { mSupplicant.Answer("ATTACH", {"FAIL\n"}); }},
       {"no supplicant", mSupplicant.Path(), [&] { mSupplicant.Answer("PING", {"hello\n"}); }},
   };
   for (const auto& [what, path, prepare] : cases) {
+    mSupplicant.Answer("ATTACH", {"OK\n"});
     Open();
     prepare();
     EXPECT_LT(mWrapper->OpenCtrlInterface(path), 0) << what;
     EXPECT_EQ(SocketFiles(), 0U) << what;
     EXPECT_LT(Execute("DRIVER A"), 0) << what;
-    EXPECT_EQ(mReply, "") << what;
-    EXPECT_LT(mWrapper->GetResponse(mMessage, "", 0), 0) << what;
-    for (; !files.empty(); files.pop_back()) {
-      close(files.back());
-    }
+    EXPECT_LT(Wait("", 0), 0) << what;
+    std::for_each(files.begin(), files.end(), close);
+    files.clear();
   }
 }
 
@@ -141,9 +123,9 @@ TEST_F(WrapperTest, WaitSkipsOtherMessagesAndKeepsTheWholeOne) {
   for (const std::string& text : {std::string("<3>OTHER"), std::string("no message\n"), tooLong}) {
     mSupplicant.Tell(text);
   }
-  ASSERT_GE(mWrapper->GetResponse(mMessage, "<3>SVC-EVENT:", kPatient), 0);
+  ASSERT_GE(Wait("<3>SVC-EVENT:"), 0);
   EXPECT_EQ(mMessage, tooLong);
-  EXPECT_LT(mWrapper->GetResponse(mMessage, "<3>SVC-EVENT:", -5), 0);
+  EXPECT_LT(Wait("<3>SVC-EVENT:", -5), 0);
   EXPECT_EQ(mMessage, "");
 }
 
@@ -155,7 +137,7 @@ TEST_F(WrapperTest, WaitEndsThoughOtherMessagesKeepComing) {
       mSupplicant.Tell("<3>OTHER");
     }
   });
-  EXPECT_LT(mWrapper->GetResponse(mMessage, "<3>SVC-EVENT:", 100), 0);
+  EXPECT_LT(Wait("<3>SVC-EVENT:", 100), 0);
   done = true;
   flood.join();
 }
@@ -165,29 +147,30 @@ TEST_F(WrapperTest, IdleListenerKeepsReadingAndLosesTheOldest) {
   for (int number = 1; number <= 300; ++number) {
     ASSERT_TRUE(mSupplicant.Tell("<3>" + std::to_string(number)));
   }
-  ASSERT_GE(mWrapper->GetResponse(mMessage, "<3>", kPatient), 0);
+  ASSERT_GE(Wait("<3>"), 0);
   EXPECT_EQ(mMessage, "<3>45");
-  ASSERT_GE(mWrapper->GetResponse(mMessage, "<3>300", kPatient), 0);
+  ASSERT_GE(Wait("<3>300"), 0);
 }
 
-TEST_F(WrapperTest, CommandDropsMessagesThatCameBeforeIt) {
-  mSupplicant.Answer("DRIVER A", {"OK\n"});
+TEST_F(WrapperTest, CommandDropsWhatCameBeforeIt) {
+  mSupplicant.Answer("DRIVER A", {"first\n", "second\n"});
+  mSupplicant.Answer("DRIVER B", {"third\n"});
   Open();
-  mSupplicant.Tell("<3>SVC-EVENT: stale");
   ASSERT_EQ(Execute("DRIVER A"), 0);
+  mSupplicant.Tell("<3>SVC-EVENT: stale");
+  ASSERT_EQ(Execute("DRIVER B"), 0);
+  EXPECT_EQ(mReply, "third\n");
   mSupplicant.Tell("<3>SVC-EVENT: new");
-  ASSERT_GE(mWrapper->GetResponse(mMessage, "<3>SVC-EVENT:", kPatient), 0);
+  ASSERT_GE(Wait("<3>SVC-EVENT:"), 0);
   EXPECT_EQ(mMessage, "<3>SVC-EVENT: new");
 }
 
 TEST_F(WrapperTest, CloseEndsAWait) {
   Open();
-  auto wait = std::async(std::launch::async, [&] {
-    return mWrapper->GetResponse(mMessage, "<3>", std::numeric_limits<int32_t>::max());
-  });
+  auto wait = std::async(std::launch::async,
+                         [&] { return Wait("<3>", std::numeric_limits<int32_t>::max()); });
   EXPECT_EQ(wait.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
   mWrapper->CloseCtrlInterface();
-  ASSERT_EQ(wait.wait_for(std::chrono::milliseconds(kPatient)), std::future_status::ready);
   EXPECT_LT(wait.get(), 0);
 }
 
@@ -201,7 +184,7 @@ TEST_F(WrapperTest, LateAnswerReachesNobody) {
   ASSERT_EQ(Execute("DRIVER B"), 0);
   EXPECT_EQ(mReply, "OK b\n");
   mSupplicant.Tell("<3>SVC-EVENT: attached again");
-  EXPECT_GE(mWrapper->GetResponse(mMessage, "<3>SVC-EVENT:", kPatient), 0);
+  EXPECT_GE(Wait("<3>SVC-EVENT:"), 0);
 }
 
 TEST_F(WrapperTest, VanishedPeerFailsCommandsUntilOpenedAgain) {
@@ -211,13 +194,12 @@ TEST_F(WrapperTest, VanishedPeerFailsCommandsUntilOpenedAgain) {
   EXPECT_LT(mWrapper->OpenCtrlInterface(mSupplicant.Path()), 0);
   mSupplicant.Start();
   Open();
-  mSupplicant.Answer("DRIVER A", {"OK\n"});
-  EXPECT_EQ(Execute("DRIVER A"), 0);
+  EXPECT_EQ(Execute("PING"), 0);
 }
 
 TEST_F(WrapperTest, ConcurrentCommandsGetTheirOwnAnswers) {
   Open();
-  const auto ask = [&](const std::string& name) {
+  const auto countWrong = [&](const std::string& name) {
     int wrong = 0;
     std::string reply;
     for (int count = 0; count < 300; ++count) {
@@ -227,8 +209,8 @@ TEST_F(WrapperTest, ConcurrentCommandsGetTheirOwnAnswers) {
   };
   mSupplicant.Answer("A", {"A"});
   mSupplicant.Answer("B", {"B"});
-  auto other = std::async(std::launch::async, ask, "A");
-  EXPECT_EQ(ask("B"), 0);
+  auto other = std::async(std::launch::async, countWrong, "A");
+  EXPECT_EQ(countWrong("B"), 0);
   EXPECT_EQ(other.get(), 0);
 }
 
@@ -236,18 +218,15 @@ TEST_F(WrapperTest, ConcurrentCommandsGetTheirOwnAnswers) {
 class ClosingObserver : public WpaExchangeObserver {
  public:
   void OnExchange(const WpaExchange& exchange) override {
-    Record(exchange.command, exchange.reply, exchange.result, exchange.end - exchange.begin);
+    EXPECT_LE(exchange.begin, exchange.end);
+    Record(exchange.command, exchange.reply, exchange.result);
   }
-  void OnWait(const WpaWait& wait) override {
-    Record(wait.prefix, wait.message, wait.result, wait.end - wait.begin);
-  }
+  void OnWait(const WpaWait& wait) override { Record(wait.prefix, wait.message, wait.result); }
   std::vector<std::string> mSeen;
 
  private:
-  void Record(std::string_view asked, std::string_view got, int32_t result,
-              std::chrono::nanoseconds took) {
-    mSeen.push_back(std::string(asked) + "|" + std::string(got) + "|" + (result < 0 ? "-" : "0"));
-    EXPECT_GE(took.count(), 0);
+  void Record(std::string_view asked, std::string_view got, int32_t result) {
+    mSeen.push_back(std::string(asked) + "|" + std::string(got) + (result < 0 ? "|-" : "|0"));
     GetWpacliWrapperHandle()->CloseCtrlInterface();
   }
 };
@@ -255,16 +234,14 @@ class ClosingObserver : public WpaExchangeObserver {
 TEST_F(WrapperTest, ObserverSeesSuccessAndFailure) {
   ClosingObserver observer;
   SetWpaExchangeObserver(&observer);
-  mSupplicant.Answer("DRIVER A", {"OK\n"});
   Open();
-  Execute("DRIVER A");
-  Execute("DRIVER A");
+  Execute("PING");
+  Execute("PING");
   Open();
   mSupplicant.Tell("<3>X");
-  mWrapper->GetResponse(mMessage, "<3>", kPatient);
-  mWrapper->GetResponse(mMessage, "<3>", 0);
-  EXPECT_THAT(observer.mSeen,
-              ElementsAre("DRIVER A|OK\n|0", "DRIVER A||-", "<3>|<3>X|0", "<3>||-"));
+  Wait("<3>");
+  Wait("<3>");
+  EXPECT_THAT(observer.mSeen, ElementsAre("PING|PONG\n|0", "PING||-", "<3>|<3>X|0", "<3>||-"));
 }
 
 }  // namespace
