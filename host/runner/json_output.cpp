@@ -1,8 +1,11 @@
 #include "host/runner/json_output.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include "host/coreutils/lower_case.h"
 
 namespace host {
 namespace {
@@ -14,10 +17,8 @@ int64_t WholeMicroseconds(const Interval& time) { return std::llround(time.Micro
 Json Parameters(const Command& command) {
   Json parameters = Json::object();
   for (size_t i = 0; i < command.spec->parameters.size(); ++i) {
-    std::string name = command.spec->parameters[i].name;
-    for (char& c : name) {
-      c = c == ' ' ? '_' : c;
-    }
+    std::string name = LowerCase(command.spec->parameters[i].name);
+    std::replace(name.begin(), name.end(), ' ', '_');
     parameters[name] = command.values[i];
   }
   return parameters;

@@ -5,12 +5,14 @@
 #include <string>
 
 #include "host/runner/driver_command.h"
+#include "host/runner/explain.h"
 #include "host/runner/run_command.h"
 #include "host/runner/session_command.h"
 
 namespace {
 
 using host::DriverOptions;
+using host::ExplainOptions;
 using host::LogLevel;
 using host::RunOptions;
 
@@ -70,9 +72,8 @@ void AddFaults(CLI::App& app, std::vector<std::string>& faults) {
 
 CLI::App* AddRun(CLI::App& app, RunOptions& options) {
   CLI::App* run = app.add_subcommand("run", "Play a session and show each driver command");
-  CLI::Option* words =
-      run->add_option("commands", options.words, "commands to play; without any, a whole session")
-          ->type_name("COMMAND");
+  run->add_option("commands", options.words, "commands to play; without any, a whole session")
+      ->type_name("COMMAND");
   run->add_option("--script", options.script,
                   "play a file, one command a line; - is standard input")
       ->type_name("FILE");
@@ -128,6 +129,22 @@ CLI::App* AddDriver(CLI::App& app, DriverOptions& options) {
   return driver;
 }
 
+CLI::App* AddExplain(CLI::App& app, ExplainOptions& options) {
+  CLI::App* explain = app.add_subcommand("explain", "Say what a settings file will do");
+  explain->add_option("file", options.file, "settings of the service")
+      ->type_name("FILE.toml")
+      ->required();
+  explain->add_option("--interface", options.interface, "default wlan0")
+      ->type_name("IF")
+      ->check(CheckInterface);
+  explain->footer(
+      "Exit status: 0 wlc run starts with it, 1 it does not, 2 the file cannot be read\n"
+      "Examples:\n"
+      "  wlc explain examples/headset.toml\n"
+      "  wlc explain --interface wlan1 examples/headset.toml");
+  return explain;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -136,8 +153,10 @@ int main(int argc, char** argv) {
   app.footer("Examples:\n  wlc run\n  wlc run --help");
   RunOptions runOptions;
   DriverOptions driverOptions;
+  ExplainOptions explainOptions;
   const CLI::App* run = AddRun(app, runOptions);
-  AddDriver(app, driverOptions);
+  const CLI::App* driver = AddDriver(app, driverOptions);
+  AddExplain(app, explainOptions);
   try {
     app.parse(argc, argv);
     RefuseContradictions(runOptions);
@@ -147,5 +166,8 @@ int main(int argc, char** argv) {
     (void)std::fprintf(stderr, "wlc: %s; see --help\n", error.what());
     return host::kExitCannotRun;
   }
-  return run->parsed() ? host::RunSession(runOptions) : host::RunDriver(driverOptions);
+  if (run->parsed()) {
+    return host::RunSession(runOptions);
+  }
+  return driver->parsed() ? host::RunDriver(driverOptions) : host::Explain(explainOptions);
 }
