@@ -1,5 +1,7 @@
 #include "host/emulated_driver/control_socket.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -142,10 +144,19 @@ void ControlSocket::Attach(const PeerAddress& peer) { mAttached.try_emplace(peer
 
 bool ControlSocket::Detach(const PeerAddress& peer) { return mAttached.erase(peer) != 0; }
 
+bool ControlSocket::HasRoomForMessages() const {
+  int unread = 0;
+  int room = 0;
+  socklen_t size = sizeof(room);
+  return ioctl(mDescriptor, SIOCOUTQ, &unread) != 0 ||
+         getsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &room, &size) != 0 || unread < room / 4 * 3;
+}
+
 void ControlSocket::SendToAttached(std::string_view text) {
   for (auto peer = mAttached.begin(); peer != mAttached.end();) {
     int& failures = peer->second;
-    if (Send(peer->first, text)) {
+    errno = EAGAIN;
+    if (HasRoomForMessages() && Send(peer->first, text)) {
       failures = 0;
     } else if (errno == ECONNREFUSED || errno == ENOENT || ++failures > kMaxFailures) {
       peer = mAttached.erase(peer);

@@ -2,9 +2,12 @@
 //
 // A client binds an address of its own and sends one command per datagram; its answer goes back to
 // that address. A client that has attached also gets every unsolicited message. Nothing here waits:
-// an answer that its client has no room for is lost. An attached client that is gone is detached at
-// once, one that cannot take messages after eleven failures in a row.
-// Limits: commands of at most 8192 bytes, paths of at most 107. One thread at a time.
+// what a client has no room for is lost. An attached client that is gone is detached at once, one
+// that cannot take messages after eleven failures in a row.
+// Limits: commands of at most 8192 bytes, paths of at most 107. The system counts what clients have
+// not read yet against this one socket, whoever they are: messages stop at three quarters of its
+// room, so that commands are answered whatever an attached client leaves unread, but they stop for
+// all, who are then all detached. One thread at a time.
 #ifndef NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_
 #define NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_
 
@@ -48,6 +51,7 @@ class ControlSocket {
 
  private:
   bool Bind(std::string* error);
+  bool HasRoomForMessages() const;
 
   int mDescriptor = -1;
   std::string mPath;                     // empty: no file of ours
