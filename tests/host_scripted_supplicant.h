@@ -8,11 +8,12 @@
 #ifndef NUVREL_TESTS_HOST_SCRIPTED_SUPPLICANT_H_
 #define NUVREL_TESTS_HOST_SCRIPTED_SUPPLICANT_H_
 
-#include <stdlib.h>
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -24,7 +25,8 @@ class ScriptedSupplicant {
  public:
   ScriptedSupplicant() {
     mAddress.sun_family = AF_UNIX;
-    std::strcpy(mAddress.sun_path, (mDirectory + "/wlan0").c_str());
+    const std::string path = mDirectory + "/wlan0";
+    std::memcpy(mAddress.sun_path, path.c_str(), path.size() + 1);
     Start();
   }
   ~ScriptedSupplicant() {
@@ -35,7 +37,8 @@ class ScriptedSupplicant {
 
   void Start() {
     mSocket = socket(AF_UNIX, SOCK_DGRAM, 0);
-    bind(mSocket, reinterpret_cast<sockaddr*>(&mAddress), sizeof(mAddress));
+    const auto* address = reinterpret_cast<const sockaddr*>(&mAddress);
+    EXPECT_EQ(bind(mSocket, address, sizeof(mAddress)), 0);
     mThread = std::thread([this] { Serve(); });
   }
   void Kill() {

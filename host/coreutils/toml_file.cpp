@@ -24,6 +24,14 @@ constexpr size_t kMaxFileBytes = 1U << 20U;
 // that within any stack.
 constexpr size_t kMaxLineBytes = 4096;
 
+// `what` on one line, whatever a quoted key puts into it; line 0 is the whole file.
+ConfigProblem MakeProblem(const std::string& file, uint32_t line, std::string what) {
+  std::replace_if(
+      what.begin(), what.end(), [](unsigned char letter) { return letter < ' ' || letter == 0x7f; },
+      '?');
+  return {line, file + (line == 0 ? "" : ":" + std::to_string(line)) + ": " + what};
+}
+
 // One walk through a parsed file.
 class Flattener {
  public:
@@ -40,9 +48,8 @@ class Flattener {
   bool Fits(const Setting& setting, const toml::key& key, const toml::node& node);
   void Store(const std::string& flatKey, const toml::key& key, const toml::node& node);
   void Complain(const toml::key& key, const std::string& what) {
-    const uint32_t line = key.source().begin.line;
     mContent.problems.push_back(
-        {line, mFile + ":" + std::to_string(line) + ": " + std::string(key.str()) + ": " + what});
+        MakeProblem(mFile, key.source().begin.line, std::string(key.str()) + ": " + what));
   }
 
   const std::string& mFile;
@@ -142,7 +149,7 @@ void Flattener::Store(const std::string& flatKey, const toml::key& key, const to
 // The whole file, or nothing and a problem.
 std::optional<std::string> ReadText(const std::string& file, TomlFile& content) {
   const auto fail = [&](const std::string& what) {
-    content.problems.push_back({0, file + ": " + what});
+    content.problems.push_back(MakeProblem(file, 0, what));
     return std::nullopt;
   };
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "rb"),
@@ -187,7 +194,7 @@ TomlFile ReadTomlFile(const std::string& file) {
     return content;
   }
   const auto complain = [&](uint32_t line, const std::string& what) {
-    content.problems.push_back({line, file + ":" + std::to_string(line) + ": " + what});
+    content.problems.push_back(MakeProblem(file, line, what));
   };
   if (const uint32_t line = FindLongLine(*text); line != 0) {
     complain(line, "the line is longer than 4096 bytes");
