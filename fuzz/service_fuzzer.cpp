@@ -32,7 +32,13 @@ std::string Text(const char* form, size_t limit) {
                                : gInput->ConsumeRandomLengthString(limit);
 }
 
+// A world that never fails gets far; one that may fail at every step gets everywhere.
+bool gReliable = false;
+
 int32_t Result() {
+  if (gReliable) {
+    return 0;
+  }
   constexpr int32_t kResults[] = {0, 0, 0, 1, -1, -110};
   return gInput->PickValueInArray(kResults);
 }
@@ -124,13 +130,24 @@ class ServiceUnderFuzz : public WirelessLinkConfigService {
  public:
   using WirelessLinkConfigService::WirelessLinkConfigService;
 
-  void RunOne(FuzzedDriver& driver, FuzzedConnection& connection) {
+  // Plays one request, or a run of them with ports and latencies counting up.
+  void RunSome(FuzzedDriver& driver, FuzzedConnection& connection) {
     NuvrelPkt_t packet{};
-    const auto command = gInput->ConsumeBool() ? gInput->ConsumeIntegralInRange<uint8_t>(1, 7)
-                                               : gInput->ConsumeIntegral<uint8_t>();
     gInput->ConsumeData(packet.payload, 20);
-    packet.payload[0] = command;
+    packet.payload[0] = gInput->ConsumeBool() ? gInput->ConsumeIntegralInRange<uint8_t>(1, 7)
+                                              : gInput->ConsumeIntegral<uint8_t>();
     packet.connection = gInput->ConsumeIntegral<uint8_t>() != 0 ? &connection : nullptr;
+    const int times = gInput->ConsumeBool() ? 1 : gInput->ConsumeIntegralInRange(1, 40);
+    for (int i = 0; i < times; ++i) {
+      RunOne(packet, driver, connection);
+      ++packet.payload[1];
+      ++packet.payload[13];
+    }
+  }
+
+ private:
+  void RunOne(NuvrelPkt_t& packet, FuzzedDriver& driver, FuzzedConnection& connection) {
+    const uint8_t command = packet.payload[0];
     const bool linkReady = mLinkConfig != nullptr && mWpaClient != nullptr;
     const bool policiesReady = mLapbSupported && mWpaClient != nullptr;
     const auto idsBefore = mServiceIdMap;
@@ -159,7 +176,6 @@ class ServiceUnderFuzz : public WirelessLinkConfigService {
     Promise(mLapbPolicies.size() == mPorts.size(), "the table holds what the driver was told");
   }
 
- private:
   // Follows the policies from the wire alone.
   void CheckWire(const FuzzedDriver& driver,
                  const std::unordered_map<uint32_t, uint8_t>& idsBefore) {
@@ -185,10 +201,10 @@ class ServiceUnderFuzz : public WirelessLinkConfigService {
 }  // namespace
 
 extern "C" {
-WpaCliWrapper* GetWpacliWrapperHandle() { return gInput->ConsumeBool() ? gWrapper : nullptr; }
+WpaCliWrapper* GetWpacliWrapperHandle() { return Result() < 0 ? nullptr : gWrapper; }
 void ReleaseWpacliWrapperHandle() {}
 __attribute__((visibility("default"))) ServiceClient* FuzzedServiceClient() {
-  return gInput->ConsumeIntegral<uint8_t>() != 0 ? new FuzzedClient : nullptr;
+  return Result() < 0 ? nullptr : new FuzzedClient;
 }
 
 int LLVMFuzzerInitialize(int*, char***) {
@@ -205,10 +221,11 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   gWrapper = &driver;
   FuzzedConnection connection;
   FuzzedConfig config;
+  gReliable = input.ConsumeBool();
   {
     ServiceUnderFuzz service(&connection, input.ConsumeBool() ? &config : nullptr);
     while (input.remaining_bytes() > 0) {
-      service.RunOne(driver, connection);
+      service.RunSome(driver, connection);
     }
   }
   gInput = nullptr;
