@@ -90,7 +90,7 @@ TEST_F(TomlConfigTest, WrongFileGivesOneLineAndLoadsNothing) {
       {"wlanTsfSyncInterval = 2147483648",
        ":2: wlanTsfSyncInterval: 2147483648 is out of range, -2147483648 to 2147483647"},
       {"wlanXRLatencyMod = 2", ":2: wlanXRLatencyMod: not a setting of the service"},
-      {"\"two\\nlines\" = 2", ":2: two?lines: not a setting of the service"},
+      {R"("two\nlines" = 2)", ":2: two?lines: not a setting of the service"},
       {"[nuvrel.services.wirelesslinkconfig.disableRRA]\nx = 1",
        ":2: disableRRA: expected a boolean, found a table"},
       {"disableRRA = true\ndisablerra = true",
