@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <initializer_list>
 #include <optional>
 #include <system_error>
 
@@ -78,6 +79,14 @@ std::string CookieIn(const std::string& reply) {
   return words.empty() ? "" : words.front();
 }
 
+std::string Sentence(std::initializer_list<std::string_view> parts) {
+  std::string sentence;
+  for (const std::string_view part : parts) {
+    sentence += part;
+  }
+  return sentence;
+}
+
 std::string WithClass(const std::string& policy, const std::string& serviceClass) {
   return policy.substr(0, policy.rfind(" class ")) + " class " + serviceClass;
 }
@@ -89,16 +98,16 @@ std::vector<std::string> Compare(const DriverBooks& books, const DriverBooks& dr
   for (const auto& [key, value] : books) {
     const auto held = driver.find(key);
     if (held == driver.end()) {
-      differences.push_back(key + " (" + value + ") is not in the driver");
+      differences.push_back(Sentence({key, " (", value, ") is not in the driver"}));
     } else if (held->second != value) {
-      differences.push_back(key + " is \"" + held->second + "\" in the driver, \"" + value +
-                            "\" by what the service was told");
+      differences.push_back(Sentence({key, " is \"", held->second, "\" in the driver, \"", value,
+                                      "\" by what the service was told"}));
     }
   }
   for (const auto& [key, value] : driver) {
     if (!books.contains(key)) {
-      differences.push_back(key + " (" + value +
-                            ") is in the driver, but not known to the service");
+      differences.push_back(
+          Sentence({key, " (", value, ") is in the driver, but not known to the service"}));
     }
   }
   return differences;

@@ -160,6 +160,7 @@ ExitStatus Explain(const ExplainOptions& options) {
     return kExitGood;
   }
   std::vector<std::string> lines;
+  lines.reserve(problems.size());
   for (const ConfigProblem& problem : problems) {
     lines.push_back(problem.message);
   }

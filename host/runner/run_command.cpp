@@ -72,7 +72,7 @@ class Workplace {
   std::string mSettings;
   std::string mSelfIp;
   std::string mControlPath;
-  PrivateDirectory mDirectory;
+  std::optional<PrivateDirectory> mDirectory;  // for the emulated driver
   std::unique_ptr<EmulatedDriver> mDriver;
   TextOutput mText{StyleOfStandardOutput()};
   JsonOutput mJson;
@@ -118,7 +118,7 @@ bool Workplace::ProvideDriver(std::string& error) {
     mConfig.getProperty(SettingKey(kPathKey), directory);
   }
   if (directory.empty()) {
-    directory = mDirectory.Path();
+    directory = mDirectory.emplace().Path();
     if (directory.empty()) {
       error = "cannot make a private directory for the emulated driver's socket: check TMPDIR";
       return false;

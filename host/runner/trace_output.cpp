@@ -43,7 +43,7 @@ bool TraceOutput::Open(const std::string& file, std::string& error) {
     return false;
   }
   mStart = std::chrono::steady_clock::now();
-  mFile << "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[";
+  mFile << R"({"displayTimeUnit":"ms","traceEvents":[)";
   Write(Printed(
       {{"ph", "M"}, {"pid", kProcess}, {"name", "process_name"}, {"args", {{"name", "wlc run"}}}}));
   WriteTrack(kCommandTrack, "commands");
