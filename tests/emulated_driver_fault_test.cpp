@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -60,7 +61,7 @@ TEST(FaultRule, HitsTheCommandsItNamesInTheirTurn) {
       {{"POLICY_ADD:delay=3600000@1"}, {add, add}, "l.", {1}},
       {{"POLICY_ADD:reply=no\\n@2"}, {add, add}, ".r", {1}},
       {{"TSF_CONFIG:fail"}, {start, stop}, "ff", {2}},
-      {{"TSF_SYNC_STOP:fail"}, {start, stop}, ".f", {1}},
+      {{"TSF_SYNC_START:fail"}, {start, stop}, "f.", {1}},
       {{"PING:fail"}, {"PING", "PINGS", "PONG"}, "f..", {1}},
       {{"POLICY_ADD:fail@2", "POLICY_ADD:drop"}, {add, add, add}, "dfd", {1, 2}},
       {{"STATUS:delay=3599999", "STATUS:delay=1"}, {"STATUS"}, "l", {1, 1}},
@@ -78,7 +79,7 @@ TEST(FaultRule, ReadsAReplyUpToItsTurn) {
                                                        {"a=b c:d\\n", "a=b c:d\n"},
                                                        {"0x12\\n", "0x12\n"},
                                                        {"0x12", "0"},
-                                                       {"a\\\\n\\t\\", "a\\n\\t\\"}};
+                                                       {R"(a\\n\t\)", R"(a\n\t\)"}};
   for (const auto& [text, reply] : cases) {
     EXPECT_EQ(PlanOf({"PING:reply=" + text}).OnCommand("PING").reply, reply) << text;
   }
@@ -88,15 +89,12 @@ TEST(FaultRule, RefusesWithALineThatSaysWhatIsAllowed) {
   const std::pair<std::string, std::string> cases[] = {
       {"POLICY_ADD", "COMMAND:FAULT"},
       {"policy_add:fail", "one of SET_LATENCY_MODE"},
-      {"PING:", "write fail, drop, delay=MS or reply=TEXT"},
-      {"PING:fail=1", "write fail, drop, delay=MS or reply=TEXT"},
       {"PING:delay", "write fail, drop, delay=MS or reply=TEXT"},
       {"PING:garble=1", "write fail, drop, delay=MS or reply=TEXT"},
       {"events:fail", "write drop, delay=MS or garble=NUMBER"},
       {"PING:delay=-1", "\"-1\" is not a number"},
       {"PING:delay=3600001", "from 0 to 3600000"},
       {"PING:fail@0", "from 1 to 4294967295"},
-      {"PING:failx4294967296", "from 1 to 4294967295"},
       {"PING:fail@", "\"fail@\" is no fault"}};
   for (const auto& [rule, part] : cases) {
     std::string error;
@@ -111,10 +109,9 @@ TEST(FaultRule, DropsDelaysAndGarblesMessages) {
   FaultPlan plan =
       PlanOf({"events:drop@2", "events:delay=5@3", "events:garble=7@4", "events:garble=7@5"});
   std::vector<std::string> messages(5, sent);
-  std::vector<std::optional<milliseconds>> delays;
-  for (std::string& message : messages) {
-    delays.push_back(plan.OnEvent(message));
-  }
+  std::vector<std::optional<milliseconds>> delays(messages.size());
+  std::transform(messages.begin(), messages.end(), delays.begin(),
+                 [&](std::string& message) { return plan.OnEvent(message); });
   EXPECT_THAT(delays, testing::ElementsAre(milliseconds(0), std::nullopt, milliseconds(5),
                                            milliseconds(0), milliseconds(0)));
   EXPECT_EQ(messages[2], sent);

@@ -142,6 +142,12 @@ TEST_F(EmulatedDriverTest, DetachesAClientThatNeverReads) {
   for (int i = 0; i < 300; ++i) {  // more messages than its socket has room for
     ASSERT_EQ(asking.Ask("DRIVER SERVICE_CLASS_SHOW"), "OK\n");
   }
+  for (int i = 0; i < 20; ++i) {
+    asking.Send("PING");
+  }
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_EQ(asking.Receive(), "PONG\n") << "there is room for answers beside unread messages";
+  }
   while (!deaf.Receive(0).empty()) {
   }
   EXPECT_EQ(deaf.Ask("DETACH"), "FAIL\n");
