@@ -1,0 +1,13 @@
+# The shipped library on its real platform libraries, with an emulated driver that fails.
+nuvrel_test(service_recovery_test
+  SOURCES service_recovery_test.cpp
+  LIBS emulated_driver nuvrelcoreutils nuvrel_log ${CMAKE_DL_LIBS})
+add_dependencies(service_recovery_test nuvrelwirelesslinkconfigservice nuvrelservice_client)
+target_compile_definitions(service_recovery_test PRIVATE
+  SERVICE_LIBRARY="$<TARGET_FILE:nuvrelwirelesslinkconfigservice>")
+
+# Many threads at one service.
+nuvrel_service_test(service_stress_test service_stress_test.cpp)
+target_link_libraries(service_stress_test PRIVATE emulated_driver)
+add_dependencies(service_stress_test scripted_client)
+set_target_properties(service_stress_test PROPERTIES BUILD_RPATH "${CMAKE_BINARY_DIR}/scripted_client")
