@@ -1,23 +1,16 @@
 // Each end with a program that is not ours: wlc run with Debian's wpa_supplicant, wlc driver with
 // Debian's wpa_cli.
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
 #include <memory>
-#include <thread>
 
 #include "tests/runner_process.h"
 
 namespace {
 
-using Words = std::vector<std::string>;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 // A supplicant on a wired driver, which needs no radio, serving `control`/lo when it returns. It
 // needs rights over a network: over one of its own, where the test has none.
@@ -28,9 +21,7 @@ std::unique_ptr<Process> StartSupplicant(const std::string& settings, const std:
   }
   std::filesystem::remove(control + "/lo");  // what a killed one has left
   auto supplicant = std::make_unique<Process>(command);
-  for (int i = 0; i < 600 && !std::filesystem::exists(control + "/lo"); ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
+  EXPECT_TRUE(ComesTrue([&] { return std::filesystem::exists(control + "/lo"); }));
   return supplicant;
 }
 
@@ -44,7 +35,7 @@ TEST(RunnerRealPeer, SupplicantRefusesVanishesAndComesBack) {
 
   Process wlc = Wlc(
       {"run", "--ctrl-dir", control, "--interface", "lo", "--script", "-", "--log-level", "error"});
-  const int id = wlc.Id();
+  const std::string id = std::to_string(wlc.Id());
   wlc.Write("init\ninit-lapb-flow\napply-link-settings\n");
   ASSERT_TRUE(wlc.Await("nothing can be checked"));
   EXPECT_THAT(Labelled(wlc.Out(), "status"), ElementsAre("0, done", "-1, failed", "-1, failed"));
@@ -53,8 +44,7 @@ TEST(RunnerRealPeer, SupplicantRefusesVanishesAndComesBack) {
                           "DRIVER SET_TX_RATEMASK PHYMODE 3 RATEMASK 0x003FC0FF"));
   EXPECT_THAT(Labelled(wlc.Out(), "answer"), Each("UNKNOWN COMMAND"));
 
-  supplicant->Signal(SIGKILL);
-  supplicant->Finish();
+  supplicant->Kill();
   wlc.Write("revert-link-settings\ninit-lapb-flow\nadd-lapb-policy 1 2 3 4\ndeinit\ninit\n");
   ASSERT_TRUE(wlc.Await("8   init\n      status   -1, failed")) << wlc.Out();
   EXPECT_EQ(Labelled(wlc.Out(), "answer").back(), "(none)");
@@ -66,7 +56,9 @@ TEST(RunnerRealPeer, SupplicantRefusesVanishesAndComesBack) {
   EXPECT_THAT(Words(statuses.begin() + 3, statuses.end()),
               ElementsAre("-1, failed", "-1, failed", "-1, failed", "0, done", "-1, failed",
                           "0, done", "1, already initialised"));
-  EXPECT_THAT(LeftBehind(id), IsEmpty());
+  for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
+    EXPECT_FALSE(entry.path().filename().string().starts_with("wpa_ctrl_" + id + "-"));
+  }
 }
 
 TEST(RunnerRealPeer, WpaCliDrivesTheEmulatedDriver) {

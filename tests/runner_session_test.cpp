@@ -1,18 +1,13 @@
 // wlc run and wlc driver as a person starts them: the real program, the real service.
 #include <gmock/gmock.h>
-#include <signal.h>
 
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/runner_process.h"
 
 namespace {
 
 using Json = nlohmann::json;
-using Words = std::vector<std::string>;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -153,6 +148,38 @@ TEST(RunnerSession, SeparateDriverGetsTheSameSession) {
   EXPECT_TRUE(std::filesystem::is_empty(directory.Path()));
 }
 
+TEST(RunnerSession, EvidenceTellsWhatTheDriverNoLongerHas) {
+  const TestDirectory directory;
+  Process driver = Wlc({"driver", "--ctrl-dir", directory.Path()});
+  ASSERT_TRUE(driver.Await("listens at"));
+  Process wlc = Wlc({"run", "--ctrl-dir", directory.Path(), "--script", "-"});
+  wlc.Write("init\ninit-lapb-flow\nadd-lapb-policy 5000 160 184 20\n");
+  ASSERT_TRUE(wlc.Await("STATUS agrees"));
+  Process other({WPA_CLI, "-p", directory.Path(), "-i", "wlan0", "raw", "DRIVER", "POLICY_DELETE",
+                 "cookie", "p1"});
+  other.Finish();
+  wlc.Write("repeat 2 apply-link-settings\n");
+  EXPECT_EQ(wlc.Finish(), 0);
+  EXPECT_THAT(Labelled(wlc.Out(), "differs"),
+              ElementsAre("policy[p1] (src 192.168.49.1:5000 dst 192.168.49.2:5000 class 1) is not "
+                          "in the driver"))
+      << "told, and told once";
+}
+
+// A supplicant's answers end at 4096 bytes: what is not listed there is not missed.
+TEST(RunnerSession, EvidenceDoesNotMissWhatTheStatusHasNoRoomFor) {
+  const TestDirectory directory;
+  std::string script = "init\ninit-lapb-flow\n";
+  for (int port = 1000; port < 1080; ++port) {
+    script += "add-lapb-policy " + std::to_string(port) + " 160 184 20\n";
+  }
+  Process wlc = Wlc({"run", "--script", directory.File("many.wlc", script)});
+  EXPECT_EQ(wlc.Finish(), 0);
+  EXPECT_THAT(Labelled(wlc.Out(), "differs"), IsEmpty());
+  EXPECT_EQ(Labelled(wlc.Out(), "status").back(), "0, done");
+  EXPECT_THAT(Labelled(wlc.Out(), "policies"), ElementsAre("80"));
+}
+
 TEST(RunnerSession, StandardInputIsAnsweredAsItGoes) {
   Process wlc = Wlc({"run", "--script", "-", "--log-level", "error"});
   wlc.Write("init # a comment\n");
@@ -204,10 +231,10 @@ TEST(RunnerSession, JsonTellsEachCommandWhole) {
 
 TEST(RunnerSession, TraceNestsAndNames) {
   const TestDirectory directory;
-  const std::string file = directory.Path() + "/trace.json";
-  Process wlc = Wlc({"run", "--trace", file, "--fault", "SET_LATENCY_MODE:fail@1"});
+  Process wlc = Wlc(
+      {"run", "--trace", directory.Path() + "/trace.json", "--fault", "SET_LATENCY_MODE:fail@1"});
   EXPECT_EQ(wlc.Finish(), 1);
-  const Json trace = Json::parse(std::ifstream(file));
+  const Json trace = Json::parse(directory.Content("trace.json"));
   std::map<int, std::vector<Json>> slices;
   std::map<std::string, Words> names;  // by kind of event
   std::map<std::string, std::vector<int>> counters;

@@ -5,7 +5,6 @@ find_path(NUVREL_JSON_INCLUDE nlohmann/json.hpp REQUIRED)
 nuvrel_test(runner_test
   SOURCES
     runner_fault_test.cpp
-    runner_process.cpp
     runner_real_peer_test.cpp
     runner_session_test.cpp)
 target_include_directories(runner_test SYSTEM PRIVATE "${NUVREL_JSON_INCLUDE}")
