@@ -1,52 +1,73 @@
 #include "tests/scripted_platform.h"
 
+#include <android/log.h>
 #include <sys/types.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <regex>
 
 ScriptedPlatform* gPlatform = nullptr;
 
-ScriptedPlatform::ScriptedPlatform() : mOuter(gPlatform) { gPlatform = this; }
+namespace {
+
+void Record(const std::string& call, const std::string& text = "") {
+  gPlatform->record.push_back("-> " + call + (text.empty() ? "" : " over " + text));
+}
+
+void RecordLog(const __android_logger_data* data, const char* message) {
+  static const std::regex kSourceLine(R"((\[\w+:)\d+\])");
+  const std::string tag = data->tag;
+  gPlatform->record.push_back("??VDIWEF"[data->priority] +
+                              (tag == "libnuvrelwirelesslinkconfigservice.so" ? "" : tag) + " " +
+                              std::regex_replace(message, kSourceLine, "$1#]"));
+}
+
+}  // namespace
+
+ScriptedPlatform::ScriptedPlatform() : mOuter(gPlatform) {
+  gPlatform = this;
+  __android_log_set_logger(RecordLog);
+  __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+  __android_log_set_default_tag("-");
+}
 
 ScriptedPlatform::~ScriptedPlatform() { gPlatform = mOuter; }
 
 int32_t ScriptedPlatform::OpenCtrlInterface(const std::string& path) {
-  calls.push_back("open " + path);
-  return openResult;
+  Record("open " + path);
+  return open;
 }
 
 int32_t ScriptedPlatform::CloseCtrlInterface() {
-  calls.emplace_back("close");
+  Record("close");
   return -1;
 }
 
 int32_t ScriptedPlatform::ExecuteCommand(const std::string& command, const std::string& extra,
                                          std::string& text, int32_t flag) {
-  calls.push_back(command + (extra.empty() && flag == 0 ? "" : " with more than the command"));
-  earlierTexts.push_back(text);
+  Record(command + (extra.empty() && flag == 0 ? "" : " and more"), text);
   text = reply;
-  return !refuse.empty() && command.find(refuse) != std::string::npos ? -1 : 1;
+  return command.find(refuse) != std::string::npos ? -1 : 1;
 }
 
 int32_t ScriptedPlatform::GetResponse(std::string& message, const std::string& prefix,
                                       int32_t waitLimit) {
-  calls.push_back("event " + prefix + " " + std::to_string(waitLimit));
-  earlierTexts.push_back(message);
-  if (events.empty()) {
+  Record("wait " + std::to_string(waitLimit) + " for " + prefix, message);
+  if (messages.empty()) {
     return -1;
   }
-  message = events.front();
-  events.pop_front();
+  message = messages.front();
+  messages.pop_front();
   return 1;
 }
 
 WpaCliWrapper* GetWpacliWrapperHandle() {
-  gPlatform->calls.emplace_back("handle");
-  return gPlatform->hasHandle ? gPlatform : nullptr;
+  Record("handle");
+  return gPlatform->handle != 0 ? gPlatform : nullptr;
 }
 
-void ReleaseWpacliWrapperHandle() { gPlatform->calls.emplace_back("release handle"); }
+void ReleaseWpacliWrapperHandle() { Record("release handle"); }
 
 // The linker sends the program's calls of write here (--wrap).
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -55,11 +76,11 @@ extern "C" ssize_t __wrap_write(int fd, const void* data, size_t size) {
   if (gPlatform == nullptr) {
     return __real_write(fd, data, size);
   }
-  gPlatform->writes.emplace_back(static_cast<const char*>(data), size);
-  if (gPlatform->writes.size() == gPlatform->failingWrite) {
+  Record("write " + std::string(static_cast<const char*>(data), size));
+  if (--gPlatform->failingWrite == 0) {
     errno = gPlatform->writeError;
     return -1;
   }
-  return __real_write(fd, data, std::min(size, gPlatform->writeLimit));
+  return __real_write(fd, data, std::min(size, static_cast<size_t>(gPlatform->writeLimit)));
 }
 // NOLINTEND(bugprone-reserved-identifier)

@@ -7,28 +7,30 @@
 
 namespace {
 
+void Record(const std::string& call) { gPlatform->record.push_back("-> " + call); }
+
 // Texts that fill their field go in without a NUL.
 void Fill(const char* call, NetworkInterfaceInfo* info, const std::string& ip) {
   const NetworkInterfaceInfo zeros{};
   const bool zeroed = std::memcmp(info, &zeros, sizeof(zeros)) == 0;
-  gPlatform->calls.push_back(call + std::string(zeroed ? "" : " with a record not zeroed"));
-  gPlatform->interfaceName.copy(info->interfaceName, sizeof(info->interfaceName));
+  Record(call + std::string(zeroed ? "" : " with a record not zeroed"));
+  gPlatform->interface.copy(info->interfaceName, sizeof(info->interfaceName));
   ip.copy(info->ipAddress, sizeof(info->ipAddress));
 }
 
 class ScriptedClient : public ServiceClient {
  public:
-  ~ScriptedClient() override { gPlatform->calls.emplace_back("delete client"); }
+  ~ScriptedClient() override { Record("delete client"); }
   int32_t Reserved0() override { return 0; }
   int32_t Reserved1() override { return 0; }
   int32_t GetPeerInterfaceInfo(uint8_t* /*status*/, NetworkInterfaceInfo* info) override {
-    Fill("peer", info, gPlatform->peerIp);
+    Fill("peer", info, gPlatform->peer);
     return -1;
   }
   int32_t Reserved2() override { return 0; }
   int32_t GetNetworkInterfaceInfo(NetworkInterfaceInfo* info) override {
-    Fill("network", info, gPlatform->selfIp);
-    return gPlatform->networkResult;
+    Fill("network", info, gPlatform->self);
+    return gPlatform->network;
   }
 };
 
@@ -37,9 +39,9 @@ class ScriptedClient : public ServiceClient {
 extern "C" {
 #ifndef WITHOUT_FACTORY
 void CreateServiceClient(int32_t kind, ServiceClient** client, const void* extra, int32_t last) {
-  gPlatform->calls.push_back("create " + std::to_string(kind) +
-                             (extra == nullptr ? " null " : " ") + std::to_string(last));
-  if (gPlatform->hasClient) {
+  Record("create " + std::to_string(kind) + (extra == nullptr ? " null " : " ") +
+         std::to_string(last));
+  if (gPlatform->client != 0) {
     *client = new ScriptedClient;
   }
 }
@@ -47,7 +49,7 @@ void CreateServiceClient(int32_t kind, ServiceClient** client, const void* extra
 
 #ifndef WITHOUT_RELEASE
 void ReleaseServiceClient(int32_t kind, ServiceClient* client) {
-  gPlatform->calls.push_back("release " + std::to_string(kind));
+  Record("release " + std::to_string(kind));
   delete client;
 }
 #endif

@@ -1,12 +1,11 @@
-// The library loader, and the service with a client library that is missing or lacks a function.
+// The library loader, and the service with a client library that is broken or lacks a function.
 // NO_FACTORY_DIR and NO_RELEASE_DIR hold such libraries under the client library's own name.
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 
-#include "tests/service_test_fixture.h"
+#include "tests/service_rig.h"
 
 namespace {
-
-using LoaderTest = ServiceTest;
 
 const std::string kNoFactory = std::string(NO_FACTORY_DIR) + "/" + kClientLibrary;
 const std::string kNoRelease = std::string(NO_RELEASE_DIR) + "/" + kClientLibrary;
@@ -16,72 +15,70 @@ bool IsMapped(const std::string& library) {
   return handle != nullptr && dlclose(handle) == 0;
 }
 
-TEST_F(LoaderTest, CountsOpensOfOneLibraryAndClosesItWithTheLast) {
+// Compares the lines logged, without the calls between them.
+void ExpectLog(Rig& rig, const std::vector<std::string>& patterns) {
+  std::vector<std::string> log = rig.platform.TakeRecord();
+  std::erase_if(log, [](const std::string& line) { return line[0] == '-'; });
+  ASSERT_EQ(log.size(), patterns.size()) << testing::PrintToString(log);
+  for (size_t i = 0; i < log.size(); ++i) {
+    EXPECT_THAT(log[i], testing::MatchesRegex(patterns[i]));
+  }
+}
+
+TEST(Loader, CountsOpensOfOneLibraryAndClosesItWithTheLast) {
+  Rig rig;
   LoaderUnderTest loader;
   loader.CloseLibHandle(kNoFactory);
-  EXPECT_EQ(TakeLog(), Lines({"D- [CloseLibHandle:#] >>", "D- [CloseLibHandle:#] <<"}));
+  ExpectLog(rig, {"D- .CloseLibHandle:#. >>", "D- .CloseLibHandle:#. <<"});
   void* handle = loader.OpenLib(kNoFactory);
   ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(TakeLog(), Lines());
+  ExpectLog(rig, {});
   EXPECT_EQ(loader.OpenLib(kNoFactory), handle);
-  EXPECT_EQ(TakeLog(), Lines({"I- Already Open lib - " + kNoFactory}));
-  EXPECT_NE(loader.GetLibFunction(kNoFactory, "ReleaseServiceClient"), nullptr);
-  TakeLog();
-
+  ExpectLog(rig, {"I- Already Open lib - " + kNoFactory});
   EXPECT_EQ(loader.GetLibFunction(kNoFactory, "CreateServiceClient"), nullptr);
-  const Lines log = TakeLog();
-  const std::string noSymbol = "E- [GetLibFunction] Failed to find symbol " + kNoFactory + " ";
-  EXPECT_EQ(log.at(3).substr(0, noSymbol.size()), noSymbol);
-  EXPECT_NE(log[3].find("undefined symbol: CreateServiceClient\n"), std::string::npos);
-  EXPECT_EQ(log.at(4), "D- [GetLibFunction:#] <<");
-
-  EXPECT_EQ(loader.mRefCounts[kNoFactory], 4);
-  for (int left = 3; left >= 0; --left) {
+  ExpectLog(rig, {"D- .GetLibFunction:#. >>", "I- Already Open lib - " + kNoFactory,
+                  "D- " + kNoFactory + ": dlopen success",
+                  "E- .GetLibFunction. Failed to find symbol " + kNoFactory +
+                      " .*undefined symbol: CreateServiceClient\n",
+                  "D- .GetLibFunction:#. <<"});
+  EXPECT_EQ(loader.mRefCounts[kNoFactory], 3);
+  for (const int left : {2, 1, 0}) {
     EXPECT_TRUE(IsMapped(kNoFactory));
     loader.CloseLibHandle(kNoFactory);
-    EXPECT_EQ(loader.mRefCounts.count(kNoFactory), left > 0 ? 1 : 0);
+    EXPECT_EQ(loader.mRefCounts.size(), left > 0 ? 1U : 0U);
   }
   EXPECT_TRUE(loader.mHandles.empty());
   EXPECT_FALSE(IsMapped(kNoFactory));
 }
 
 // The client library in this program's search path is an empty file; one that is loaded already
-// under that name comes before it. All in one test, since a library that gave a client stays for
-// good.
-TEST_F(LoaderTest, ServiceCopesWithEachLackOfItsClientLibrary) {
+// under that name comes before it. All in one test, since a library that gave a client stays.
+TEST(Loader, ServiceCopesWithEachLackOfItsClientLibrary) {
   const std::string noFunction =
       "E Could not find the client creation function in nuvrel service client library";
-  EXPECT_EQ(Send(kInit), -1);
-  Lines log = TakeLog("WE");
-  const std::string notOpened =
-      std::string("E- GetLibFunction() Failed to open ") + kClientLibrary + " /";
-  EXPECT_EQ(log.at(0).substr(0, notOpened.size()), notOpened);
-  EXPECT_NE(log[0].find("file too short"), std::string::npos);
-  EXPECT_EQ(log.at(1), noFunction);
-  EXPECT_EQ(State(), " opens:0");
+  Rig rig(kNuvrelLogError);
+  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), -1);
+  ExpectLog(rig, {std::string("E- GetLibFunction.. Failed to open ") + kClientLibrary +
+                      " /.*file too short",
+                  noFunction});
 
   void* lacking = dlopen(kNoFactory.c_str(), RTLD_LAZY);
-  ASSERT_NE(lacking, nullptr);
-  EXPECT_EQ(Send(kInit), -1);
-  EXPECT_EQ(TakeLog("WE").at(1), noFunction);
-  EXPECT_EQ(State(), " opens:1");
-  service.mLibLoader.CloseLibHandle(kClientLibrary);
+  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), -1);
+  ExpectLog(rig, {"E- .GetLibFunction. Failed to find symbol .*\n", noFunction});
+  rig.service.mLibLoader.CloseLibHandle(kClientLibrary);  // the open that a failure leaves
   dlclose(lacking);
   ASSERT_FALSE(IsMapped(kClientLibrary));
 
   lacking = dlopen(kNoRelease.c_str(), RTLD_LAZY);
-  EXPECT_EQ(Send(kInit), 0);
+  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), 0);
   dlclose(lacking);
-  EXPECT_EQ(State(), "client handle config ready wlan0 opens:0");
-  EXPECT_TRUE(IsMapped(kClientLibrary));  // for as long as the client exists
-  TakeCalls();
-  TakeLog();
-  EXPECT_EQ(Send(kDeInit), 0);
-  EXPECT_EQ(TakeCalls(), Lines({"release handle", "delete client"}));
-  log = TakeLog("E");
-  EXPECT_EQ(log.at(1),
-            "E Could not find the client release function in nuvrel service client library, "
-            "calling delete");
+  EXPECT_TRUE(IsMapped(kClientLibrary));  // for as long as the client lives
+  rig.platform.TakeRecord();
+  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_DEINIT), 0);
+  EXPECT_EQ(rig.platform.record.back(), "-> delete client");
+  ExpectLog(rig, {"E- .GetLibFunction. Failed to find symbol .*\n",
+                  "E Could not find the client release function in nuvrel service client library, "
+                  "calling delete"});
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ nuvrel_scripted_client(scripted_client_no_release WITHOUT_RELEASE)
 # searches the program's run path only when it is of the old kind (--disable-new-dtags).
 function(nuvrel_service_test name)
   nuvrel_test(${name}
-    SOURCES ${ARGN} service_test_fixture.cpp scripted_platform.cpp
+    SOURCES ${ARGN} scripted_platform.cpp
     LIBS wlc_service_objects nuvrel_log nuvrelcoreutils ${CMAKE_DL_LIBS})
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
   # The tests look at guarded members while nothing else runs.
@@ -26,8 +26,9 @@ function(nuvrel_service_test name)
 endfunction()
 
 nuvrel_service_test(service_test
-  service_dispatch_test.cpp service_flows_test.cpp service_instance_test.cpp
-  service_lifecycle_test.cpp service_link_settings_test.cpp)
+  service_dispatch_test.cpp service_instance_test.cpp service_transcript_test.cpp)
+target_compile_definitions(service_test PRIVATE
+  TRANSCRIPTS="${CMAKE_CURRENT_SOURCE_DIR}/service_transcripts")
 add_dependencies(service_test scripted_client)
 set_target_properties(service_test PROPERTIES BUILD_RPATH "${CMAKE_BINARY_DIR}/scripted_client")
 

@@ -1,14 +1,13 @@
-// What the in-process tests of the service share: the service with its members in view, captured
-// log lines, and a packet that checks its own reply.
+// A service on its scripted platform: its members in view, and packets that check their own
+// replies.
 //
-//   TEST_F(ServiceTest, ...) { EXPECT_EQ(Send(kInit), 0); EXPECT_EQ(TakeLog(), Lines({...})); }
-//
-// A log line is its priority's letter, its tag where that is not the service's own ("-" for a null
-// tag), and its text, with "#" for the source line: "W [ApplySysfsLinkConfiguration:#] bad fd".
-#ifndef NUVREL_TESTS_SERVICE_TEST_FIXTURE_H_
-#define NUVREL_TESTS_SERVICE_TEST_FIXTURE_H_
+//   Rig rig; EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), 0); rig.platform.TakeRecord() ...
+#ifndef NUVREL_TESTS_SERVICE_RIG_H_
+#define NUVREL_TESTS_SERVICE_RIG_H_
 
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 #include "framework/config_parser.h"
 #include "framework/log_level.h"
@@ -18,8 +17,6 @@
 
 constexpr char kClientLibrary[] = "libnuvrelservice_client.so";
 
-enum Command : uint8_t { kInit = 1, kInitFlows, kDeInit, kApply, kRevert, kAdd, kClear };
-
 struct LoaderUnderTest : LibraryLoader {
   using LibraryLoader::mHandles;
   using LibraryLoader::mRefCounts;
@@ -28,6 +25,7 @@ struct LoaderUnderTest : LibraryLoader {
 struct ServiceUnderTest : WirelessLinkConfigService {
   using WirelessLinkConfigService::mCmdBuf;
   using WirelessLinkConfigService::mCmdReply;
+  using WirelessLinkConfigService::mConfigParser;
   using WirelessLinkConfigService::mInitialized;
   using WirelessLinkConfigService::mInterfaceName;
   using WirelessLinkConfigService::mLapbPolicies;
@@ -51,35 +49,42 @@ struct TestParser : nuvrel::ConfigParser {
 
 struct RecordingConnection : INuvrelConnection {
   int SendPacket(NuvrelPkt_t* record, void* extra) override {
-    sent.push_back(*record);
     EXPECT_EQ(extra, nullptr);
+    sent.push_back(*record);
     return result;
   }
   std::vector<NuvrelPkt_t> sent;
-  int result = 1;
+  int32_t result = 1;
 };
 
-// The lines logged since the last call whose priority is one of `levels`.
-Lines TakeLog(const std::string& levels = "DIWE");
-
 // A request as the framework sends it: what the service is not to read is 0xEE.
-NuvrelPkt_t Request(uint8_t command, INuvrelConnection* connection,
-                    const std::vector<uint32_t>& parameters = {});
+inline NuvrelPkt_t Request(uint8_t command, INuvrelConnection* connection,
+                           const std::vector<uint32_t>& parameters = {}) {
+  NuvrelPkt_t request;
+  std::memset(static_cast<void*>(&request), 0xEE, sizeof(request));
+  request.msgType = 0x5A;
+  request.payload[0] = command;
+  std::memcpy(request.payload + 1, parameters.data(), parameters.size() * sizeof(uint32_t));
+  request.connection = connection;
+  return request;
+}
 
-// A service on its platform. Rigs may be nested: the platform is the innermost one's.
 struct Rig {
-  Rig();
+  explicit Rig(uint32_t logLevel = 15) { gNuvrelLogLevel = logLevel; }
 
-  // Sends a packet and returns its status; checks every byte of the one reply.
-  int Send(uint8_t command, const std::vector<uint32_t>& parameters = {});
-  // Init and, with one service class of ID 3 for latency 20, InitLAPBFlow; nothing stays recorded.
-  void GetReady();
-
-  Lines TakeCalls() { return std::exchange(platform.calls, {}); }
-  // What the service holds, such as "client handle config ready flows wlan0 opens:1".
-  std::string State();
-  std::string Classes();   // "latency:ID" of every service class, by latency
-  std::string Policies();  // "port=cookie" of every policy, by port
+  // Returns the status; every byte of the one reply is compared.
+  int Send(uint8_t command, const std::vector<uint32_t>& parameters = {}) {
+    connection.sent.clear();
+    NuvrelPkt_t request = Request(command, &connection, parameters);
+    const int status = service.OnPacket(&request);
+    uint8_t expected[320] = {8, 0, 5, 0, command};
+    std::memcpy(expected + 5, &status, sizeof(status));
+    expected[259] = 1;
+    std::memset(expected + 272, 0xFF, 4);
+    EXPECT_EQ(connection.sent.size(), 1U);
+    EXPECT_EQ(std::memcmp(connection.sent.data(), expected, sizeof(expected)), 0);
+    return status;
+  }
 
   ScriptedPlatform platform;
   TestParser parser;
@@ -87,6 +92,4 @@ struct Rig {
   ServiceUnderTest service{nullptr, &parser};
 };
 
-class ServiceTest : public testing::Test, protected Rig {};
-
-#endif  // NUVREL_TESTS_SERVICE_TEST_FIXTURE_H_
+#endif  // NUVREL_TESTS_SERVICE_RIG_H_
