@@ -1,4 +1,8 @@
 // The nine settings of the service, with the values that hold where the configuration is silent.
+//
+// They come from the framework's configuration object, under "nuvrel.services.wirelesslinkconfig."
+// and the name of the field, and reach the driver as they are: wlanXRLatencyMode = 2 is sent as
+// DRIVER SET_LATENCY_MODE 2. Nothing checks them on the way.
 #ifndef NUVREL_CONFIG_LINK_CONFIGURATION_H_
 #define NUVREL_CONFIG_LINK_CONFIGURATION_H_
 
@@ -6,11 +10,11 @@
 #include <string>
 
 struct LinkConfiguration {
-  std::string wpaifPath;                            // directory of the supplicant's control sockets
-  int32_t wlanXRLatencyMode = 2;                    // driver latency mode while applied
-  int32_t wlanNormalLatencyMode = 1;                // driver latency mode after revert
-  bool wlanEnableTsf = false;                       // start TSF synchronisation on apply
-  int32_t wlanTsfSyncInterval = 3000;               // in the driver's own unit
+  std::string wpaifPath;               // directory of the supplicant's control sockets
+  int32_t wlanXRLatencyMode = 2;       // driver latency mode while applied
+  int32_t wlanNormalLatencyMode = 1;   // driver latency mode after revert
+  bool wlanEnableTsf = false;          // TSF synchronisation: start on apply, stop on revert
+  int32_t wlanTsfSyncInterval = 3000;  // in the driver's own unit
   std::string wlanSetRatemask = "0x003FC0FF";       // while applied; text as the driver takes it
   std::string wlanOriginalRatemask = "0xFFFFFFFF";  // after revert
   bool disableRRA = false;             // write the driver's unit_test_target node on apply

@@ -1,4 +1,7 @@
 // Reading the settings from the framework's configuration object.
+#include <string>
+#include <utility>
+
 #include "framework/config_parser.h"
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"

@@ -23,7 +23,7 @@ class ConfigParser {
   int getProperty(const std::string& key, bool& value);  // whether the stored integer is not zero
 
  protected:
-  uint32_t mLogMask = 0;                        // bit 4: one INFO line for each successful lookup
+  uint32_t mLogMask = 0;                        // value 4: one INFO line for each successful lookup
   std::map<std::string, int64_t> mIntegers;     // by lower-case key
   std::map<std::string, std::string> mStrings;  // by lower-case key
   std::mutex mMutex;

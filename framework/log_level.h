@@ -1,8 +1,7 @@
 // The framework-wide log mask, exported by libnuvrelcoreutils.so.
 //
 // Every log line of every framework library is gated by one bit of this mask; a clear bit means the
-// line is not even formatted. The framework sets it once at start-up and may change it at any time;
-// readers take whatever value they see.
+// line is not even formatted. The framework sets it before it creates services.
 #ifndef NUVREL_FRAMEWORK_LOG_LEVEL_H_
 #define NUVREL_FRAMEWORK_LOG_LEVEL_H_
 

@@ -26,7 +26,8 @@ class WpaCliWrapper {
                                  std::string& reply, int32_t flag) = 0;
 
   // Waits at most `waitLimit` milliseconds for the next unsolicited message that begins with
-  // `prefix`; the whole message replaces the content of `message`.
+  // `prefix`; the whole message replaces the content of `message`. Negative when none arrives in
+  // time.
   virtual int32_t GetResponse(std::string& message, const std::string& prefix,
                               int32_t waitLimit) = 0;
 };

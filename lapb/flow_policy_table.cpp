@@ -58,9 +58,8 @@ int WirelessLinkConfigService::AddLAPBPolicy(int portNum, unsigned char splToS,
     policy = mLapbPolicies.emplace(portNum, CookieIn(mCmdReply)).first;
   }
   LOGI(
-      "[%s:%d] Added LAPB Flow SVC ID = %u, Src IP = %s Dst IP = %s, port = %d, latency = %u, "
-      "cookie "
-      "= %s",
+      "[%s:%d] Added LAPB Flow SVC ID = %u, Src IP = %s Dst IP = %s, "
+      "port = %d, latency = %u, cookie = %s",
       NUVREL_HERE, serviceId, mSelfIpAddress.c_str(), mPeerIpAddress.c_str(), portNum, latency,
       policy->second.c_str());
   return 0;

@@ -2,8 +2,9 @@
 //
 // The driver answers SERVICE_CLASS_SHOW with unsolicited messages: first a count, such as
 //   <3>SVC-EVENT: svc_count:2
-// then classes in parentheses, ID and latency first, behind a heading in the first such message:
-//   <3>SVC-EVENT: (a heading) (3, 20, 46, 40) (4, 40, 46, 40)
+// then classes in parentheses, ID and latency and two numbers not used, behind a heading in the
+// first such message:
+//   <3>SVC-EVENT: (a heading) (3, 20, 0, 0) (4, 40, 0, 0)
 #include <cstdio>
 #include <cstring>
 #include <regex>
@@ -24,6 +25,16 @@ constexpr size_t kMaxMessageLength = 4096;
 
 std::string AddressOf(const NetworkInterfaceInfo& info) {
   return {info.ipAddress, strnlen(info.ipAddress, sizeof(info.ipAddress))};
+}
+
+// Stores a class such as "3, 20, 0, 0" by its latency; a number that does not scan counts as 0.
+void StoreServiceClass(const std::string& group,
+                       std::unordered_map<uint32_t, uint8_t>& serviceIds) {
+  uint32_t id = 0;
+  uint32_t latency = 0;
+  uint32_t unused[2] = {0, 0};
+  std::sscanf(group.c_str(), "%u, %u, %u, %u", &id, &latency, &unused[0], &unused[1]);
+  serviceIds[latency] = static_cast<uint8_t>(id);
 }
 
 }  // namespace
@@ -95,11 +106,7 @@ int WirelessLinkConfigService::UpdateServiceIDMap() {
     }
     const size_t first = pass == 0 ? 1 : 0;  // the heading
     for (size_t i = first; i < groups.size(); ++i) {
-      uint32_t id = 0;
-      uint32_t latency = 0;
-      uint32_t unused[2] = {0, 0};
-      std::sscanf(groups[i].c_str(), "%u, %u, %u, %u", &id, &latency, &unused[0], &unused[1]);
-      mServiceIdMap[latency] = static_cast<uint8_t>(id);
+      StoreServiceClass(groups[i], mServiceIdMap);
     }
     pass = static_cast<uint8_t>(pass + (groups.size() - first) + 1);
   }

@@ -10,8 +10,7 @@
 
 namespace {
 
-// Unit-test commands of the driver: two numbers that address it, of which the second counts the
-// arguments behind it.
+// Unit-test commands of the driver: decimal numbers, of which the second counts those behind it.
 constexpr const char* kUnitTestTargetValues[] = {"10 2 42 0", "10 3 47 0 0", "10 3 47 1 0"};
 
 }  // namespace

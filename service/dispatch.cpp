@@ -1,4 +1,6 @@
 // From a request packet to the operation behind it, and from its result to the status reply.
+#include <cstring>
+
 #include "framework/nuvrel_connection.h"
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"

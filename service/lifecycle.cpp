@@ -1,8 +1,8 @@
 // Bringing the service into working order and taking it back out.
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"
@@ -15,13 +15,10 @@ constexpr char kClientLibrary[] = "libnuvrelservice_client.so";
 constexpr int32_t kClientKind = 4;
 constexpr int32_t kClientDefault = -1;
 
-// The client's code must outlive the loader's open of its library, which Init gives back: a library
-// marked like this stays mapped until the process ends, so no handle need be kept.
-void KeepMapped(const char* library) {
-  if (void* handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)) {
-    dlclose(handle);
-  }
-}
+// The client's code must outlive the loader's open of its library, which Init gives back. The
+// handle is never closed: not every dynamic loader minds RTLD_NODELETE on a library that is already
+// open.
+void KeepMapped(const char* library) { dlopen(library, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE); }
 
 }  // namespace
 
@@ -109,7 +106,7 @@ void WirelessLinkConfigService::DeInit() {
     mServiceClient = nullptr;
   }
   if (mInitialized) {
-    std::fill(std::begin(mCmdBuf), std::end(mCmdBuf), '\0');
+    std::memset(mCmdBuf, 0, sizeof(mCmdBuf));
   }
   mLinkConfig.reset();
   mInitialized = false;

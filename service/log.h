@@ -4,8 +4,8 @@
 // are written out in full where they are logged; those that begin with "[%s:%d]" take NUVREL_HERE
 // as their first argument. Example: LOGW("[%s:%d] bad fd", NUVREL_HERE);
 //
-// ERROR: a step failed and the command with it. WARN: the driver, the system or the caller refused.
-// INFO: what the driver was told. DEBUG: the course of an operation.
+// ERROR: the framework or the driver let a step down. WARN: a step was refused or cannot be done
+// now. INFO: what the driver was told. DEBUG: the course of an operation.
 //
 // A file whose lines carry another tag defines LOG_TAG before it includes this header.
 #ifndef NUVREL_SERVICE_LOG_H_

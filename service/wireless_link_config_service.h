@@ -35,7 +35,7 @@
 
 class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
  public:
-  // --- service/: instance -----------------------------------------------------------------------
+  // --- service/: instance
 
   // Returns the one instance and adds a reference. `params` points at a ServiceCreateParams, which
   // is read only when no instance exists yet.
@@ -50,11 +50,10 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   WirelessLinkConfigService& operator=(const WirelessLinkConfigService&) = delete;
 
   // --- service/: dispatch and lifecycle, in slot order
-  // --------------------------------------------
 
   // Runs the command in `packet` and sends its status; returns that status, or -1 without a reply
   // when the packet names no connection. The reply may call back into OnPacket: no lock is held
-  // then.
+  // then. The caller keeps a reference for as long as the call runs.
   int32_t OnPacket(NuvrelPkt_t* packet) override EXCLUDES(mServiceLock);
   void OnConnectionLost() override;
   // Makes the service ready for commands; 1 when it already was. `packet` is not read. What a
@@ -69,28 +68,26 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   void SendStatus(INuvrelConnection* connection, NUVREL_WLC_CMD command, int status);
 
   // --- config/
-  // --------------------------------------------------------------------------------------
 
   // Reads the settings into mLinkConfig and builds mWpaCtrlPath; without a parser, drops the
   // settings.
   void LoadConfig() REQUIRES(mServiceLock);
 
   // --- link/: settings of the whole link
-  // ------------------------------------------------------------
 
   // Put the driver into XR operation and back. Every step is tried, whatever became of the others.
   int ApplyLinkSettings() REQUIRES(mServiceLock);
   int RevertLinkSettings() REQUIRES(mServiceLock);
   int ApplyWpaCliLinkConfiguration() REQUIRES(mServiceLock);
   int RevertWpaCliLinkConfiguration() REQUIRES(mServiceLock);
-  // Writes the unit_test_target node when disableRRA asks for it; needs mLinkConfig. -EBADF when
-  // the node cannot be opened or written, -EAGAIN when the driver says to try again.
+  // Writes the unit_test_target node when disableRRA asks for it; needs mLinkConfig. -1 without a
+  // node directory or interface name, -EBADF when the node cannot be opened, sought or written,
+  // -EAGAIN when the driver says to try again.
   int ApplySysfsLinkConfiguration() REQUIRES(mServiceLock);
   // Nothing to revert: the driver keeps the values. Always 0.
   int RevertSysfsLinkConfiguration();
 
   // --- lapb/: flow policies
-  // -------------------------------------------------------------------------
 
   // Learns both IP addresses and the driver's service classes, and enables the operations below.
   // Waits at most 1500 ms for each driver message.
@@ -128,8 +125,7 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   int ExecuteDriverCommand(std::string& reply, const char* format, ...)
       __attribute__((format(printf, 3, 4))) REQUIRES(mServiceLock);
 
-  // --- service/: the instance; guarded by gLock. There is an instance while the count is 1 or
-  // more.
+  // --- service/: the instance, there while the count is 1 or more; guarded by gLock
   static WirelessLinkConfigService* gWLConfigService GUARDED_BY(gLock);
   static int32_t gRefCount GUARDED_BY(gLock);
   static std::mutex gLock;
