@@ -1,172 +1,117 @@
-// The wrapper against a control socket whose every answer is scripted.
-#include <fcntl.h>
-#include <gmock/gmock.h>
+// The wrapper against an emulated driver that lets it down.
 #include <sys/select.h>
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
-#include <functional>
+#include <chrono>
 #include <future>
 #include <limits>
+#include <set>
+#include <thread>
 
 #include "framework/wpa_cli_wrapper.h"
-#include "host/wpa_cli_wrapper/exchange_observer.h"
-#include "tests/host_scripted_supplicant.h"
+#include "tests/emulated_driver_fixture.h"
 
 namespace {
 
-using ::testing::ElementsAre;
+constexpr char kShow[] = "DRIVER SERVICE_CLASS_SHOW";
 
-constexpr int32_t kPatient = 20000;  // ms; never reached unless something is broken
-
-size_t SocketFiles() {
-  const std::string mine = "wpa_ctrl_" + std::to_string(getpid()) + "-";
-  size_t count = 0;
+// Those that this process has now.
+std::set<std::string> SocketFiles() {
+  std::set<std::string> files;
   for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
-    count += entry.path().filename().string().starts_with(mine) ? 1 : 0;
+    if (entry.path().string().starts_with("/tmp/wpa_ctrl_" + std::to_string(getpid()) + "-")) {
+      files.insert(entry.path());
+    }
   }
-  return count;
+  return files;
 }
 
-class WrapperTest : public ::testing::Test {
+class WrapperTest : public host::EmulatedDriverTest {
  protected:
   ~WrapperTest() override {
-    SetWpaExchangeObserver(nullptr);
     ReleaseWpacliWrapperHandle();
-    EXPECT_EQ(SocketFiles(), 0U);
+    EXPECT_THAT(SocketFiles(), ::testing::IsEmpty());
   }
-  void Open() { ASSERT_GE(mWrapper->OpenCtrlInterface(mSupplicant.Path()), 0); }
+  void Open() { ASSERT_GE(mWrapper->OpenCtrlInterface(mDriver->SocketPath()), 0); }
   int32_t Execute(const std::string& command) {
     return mWrapper->ExecuteCommand(command, "", mReply, 0);
   }
-  int32_t Wait(const std::string& prefix, int32_t limit = kPatient) {
+  int32_t Wait(const std::string& prefix, int32_t limit = 20000) {
     return mWrapper->GetResponse(mMessage, prefix, limit);
   }
 
-  ScriptedSupplicant mSupplicant;
   WpaCliWrapper* mWrapper = GetWpacliWrapperHandle();
   std::string mReply = "what an earlier command answered";
   std::string mMessage = "what an earlier wait gave";
 };
 
 TEST_F(WrapperTest, AnswerReplacesReplyAndRefusalIsFailure) {
+  mOptions.recordWire = true;
+  StartDriver({"STATUS:reply=cookie=12\n@1", "STATUS:reply=@2", "STATUS:reply=FAIL-BUSY\n@3",
+               "STATUS:reply=" + std::string(5000, 'x') + "@4"});
   Open();
+  Open();
+  EXPECT_THAT(SocketFiles(), ::testing::SizeIs(2)) << "none of the first";
   const struct {
-    std::string answer, reply;
+    std::string command, reply;
     bool refused;
   } cases[] = {
-      {"cookie=12\n", "cookie=12\n", false},
-      {"", "", false},
-      {std::string(5000, 'x'), std::string(4096, 'x'), false},
-      {"FAIL-BUSY\n", "FAIL-BUSY\n", true},
-      {"UNKNOWN COMMAND\n", "UNKNOWN COMMAND\n", true},
+      {"STATUS", "cookie=12\n", false},     {"STATUS", "", false},
+      {"STATUS", "FAIL-BUSY\n", true},      {"STATUS", std::string(4096, 'x'), false},
+      {"DANCE", "UNKNOWN COMMAND\n", true},
   };
-  for (const auto& [answer, reply, refused] : cases) {
-    mSupplicant.Answer("DRIVER A", {answer});
-    EXPECT_EQ(Execute("DRIVER A") < 0, refused) << answer;
+  for (const auto& [command, reply, refused] : cases) {
+    EXPECT_EQ(Execute(command) < 0, refused) << reply;
     EXPECT_EQ(mReply, reply);
   }
-  const size_t received = mSupplicant.CommandsReceived();
+  const size_t received = mDriver->Wire().size();
   EXPECT_LT(Execute(""), 0);
   EXPECT_LT(Execute(std::string(8193, 'x')), 0) << "it would never be answered";
-  EXPECT_EQ(mSupplicant.CommandsReceived(), received);
+  EXPECT_THAT(mDriver->Wire(), ::testing::SizeIs(received));
 }
 
 TEST_F(WrapperTest, FailedOpenLeavesNothingOpen) {
-  std::vector<int> files;
-  const auto useUpDescriptors = [&] {
+  const std::string path = mDirectory + "/wlan0";
+  const struct {
+    std::string path;
+    std::vector<std::string> faults;
+    int lastDescriptor;  // is used up before it
+  } cases[] = {
+      {path + "x", {}, 0},
+      {"/tmp/" + std::string(103, 'x'), {}, 0},
+      {path, {}, FD_SETSIZE},
+      {path, {"ATTACH:fail@2"}, 0},
+      {path, {"PING:reply=hello@2"}, 0},
+  };
+  for (const auto& one : cases) {
+    StartDriver(one.faults);
+    Open();
     mWrapper->CloseCtrlInterface();  // its own descriptors would be free again otherwise
-    while (files.empty() || files.back() < FD_SETSIZE) {
-      files.push_back(open("/dev/null", O_RDONLY));
+    std::vector<int> files = {dup(0)};
+    while (files.back() < one.lastDescriptor) {
+      files.push_back(dup(0));
       ASSERT_GE(files.back(), 0);
     }
-  };
-  const struct {
-    const char* what;
-    std::string path;
-    std::function<void()> prepare;
-  } cases[] = {
-      {"nobody listens", mSupplicant.Path() + "x", [] {}},
-      {"path too long", "/tmp/" + std::string(103, 'x'), [] {}},
-      {"too many open files for select", mSupplicant.Path(), useUpDescriptors},
-      {"no listener", mSupplicant.Path(), [&] { mSupplicant.Answer("ATTACH", {"FAIL\n"}); }},
-      {"no supplicant", mSupplicant.Path(), [&] { mSupplicant.Answer("PING", {"hello\n"}); }},
-  };
-  for (const auto& [what, path, prepare] : cases) {
-    mSupplicant.Answer("ATTACH", {"OK\n"});
-    Open();
-    prepare();
-    EXPECT_LT(mWrapper->OpenCtrlInterface(path), 0) << what;
-    EXPECT_EQ(SocketFiles(), 0U) << what;
-    EXPECT_LT(Execute("DRIVER A"), 0) << what;
-    EXPECT_LT(Wait("", 0), 0) << what;
+    EXPECT_LT(mWrapper->OpenCtrlInterface(one.path), 0) << one.path;
+    EXPECT_THAT(SocketFiles(), ::testing::IsEmpty());
+    EXPECT_LT(Execute("PING"), 0) << one.path;
+    EXPECT_LT(Wait("", 0), 0) << one.path;
     std::for_each(files.begin(), files.end(), close);
-    files.clear();
   }
 }
 
-TEST_F(WrapperTest, SecondOpenAndReleaseKeepNoSocketOfTheFirst) {
-  Open();
-  Open();
-  EXPECT_EQ(SocketFiles(), 2U);
-  EXPECT_EQ(GetWpacliWrapperHandle(), mWrapper);
-  ReleaseWpacliWrapperHandle();
-  EXPECT_EQ(SocketFiles(), 0U);
-  ReleaseWpacliWrapperHandle();
-  EXPECT_LT(GetWpacliWrapperHandle()->ExecuteCommand("PING", "", mReply, 0), 0);
-}
-
-TEST_F(WrapperTest, WaitSkipsOtherMessagesAndKeepsTheWholeOne) {
-  Open();
-  const std::string tooLong = "<3>SVC-EVENT: " + std::string(9000, '(');
-  for (const std::string& text : {std::string("<3>OTHER"), std::string("no message\n"), tooLong}) {
-    mSupplicant.Tell(text);
+TEST_F(WrapperTest, WaitSkipsOtherMessagesAndEndsWithItsLimitOrAClose) {
+  for (uint32_t id = 0; id < 400; ++id) {
+    mOptions.serviceClasses.push_back({id, 1000000000 + id, 63, 63});
   }
-  ASSERT_GE(Wait("<3>SVC-EVENT:"), 0);
-  EXPECT_EQ(mMessage, tooLong);
-  EXPECT_LT(Wait("<3>SVC-EVENT:", -5), 0);
+  StartDriver();
+  Open();
+  ASSERT_EQ(Execute(kShow), 0);
+  ASSERT_GE(Wait("<3>SVC-EVENT: ("), 0);
+  EXPECT_THAT(mMessage, ::testing::EndsWith(" (399, 1000000399, 63, 63)")) << "it is whole";
+  EXPECT_LT(Wait("<3>", -5), 0);
   EXPECT_EQ(mMessage, "");
-}
-
-TEST_F(WrapperTest, WaitEndsThoughOtherMessagesKeepComing) {
-  Open();
-  std::atomic<bool> done{false};
-  std::thread flood([&] {
-    while (!done) {
-      mSupplicant.Tell("<3>OTHER");
-    }
-  });
-  EXPECT_LT(Wait("<3>SVC-EVENT:", 100), 0);
-  done = true;
-  flood.join();
-}
-
-TEST_F(WrapperTest, IdleListenerKeepsReadingAndLosesTheOldest) {
-  Open();
-  for (int number = 1; number <= 300; ++number) {
-    ASSERT_TRUE(mSupplicant.Tell("<3>" + std::to_string(number)));
-  }
-  ASSERT_GE(Wait("<3>"), 0);
-  EXPECT_EQ(mMessage, "<3>45");
-  ASSERT_GE(Wait("<3>300"), 0);
-}
-
-TEST_F(WrapperTest, CommandDropsWhatCameBeforeIt) {
-  mSupplicant.Answer("DRIVER A", {"first\n", "second\n"});
-  mSupplicant.Answer("DRIVER B", {"third\n"});
-  Open();
-  ASSERT_EQ(Execute("DRIVER A"), 0);
-  mSupplicant.Tell("<3>SVC-EVENT: stale");
-  ASSERT_EQ(Execute("DRIVER B"), 0);
-  EXPECT_EQ(mReply, "third\n");
-  mSupplicant.Tell("<3>SVC-EVENT: new");
-  ASSERT_GE(Wait("<3>SVC-EVENT:"), 0);
-  EXPECT_EQ(mMessage, "<3>SVC-EVENT: new");
-}
-
-TEST_F(WrapperTest, CloseEndsAWait) {
-  Open();
   auto wait = std::async(std::launch::async,
                          [&] { return Wait("<3>", std::numeric_limits<int32_t>::max()); });
   EXPECT_EQ(wait.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
@@ -174,74 +119,56 @@ TEST_F(WrapperTest, CloseEndsAWait) {
   EXPECT_LT(wait.get(), 0);
 }
 
-TEST_F(WrapperTest, LateAnswerReachesNobody) {
-  mSupplicant.Answer("DRIVER SLOW", {});
-  mSupplicant.Answer("DRIVER B", {"OK b\n"});
+TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
+  StartDriver();
   Open();
-  EXPECT_LT(Execute("DRIVER SLOW"), 0);  // after 10 s
+  const host::Client client = NewClient();
+  for (int i = 0; i < 200; ++i) {
+    client.Ask(kShow);
+    std::this_thread::sleep_for(std::chrono::milliseconds(3));  // or the driver detaches it
+  }
+  int kept = 0;
+  for (; Wait("", 0) >= 0; ++kept) {
+  }
+  EXPECT_EQ(kept, 256);
+  client.Ask(kShow);
+  client.Ask("PING");  // answered behind the messages
+  ASSERT_EQ(Execute(kShow), 0);
+  ASSERT_GE(Wait("<3>SVC-EVENT: ("), 0);
+  EXPECT_LT(Wait("", 100), 0) << "those from before the command are gone";
+}
+
+TEST_F(WrapperTest, NoLateAnswerCanReachTheNextCommand) {
+  StartDriver({"SET_LATENCY_MODE:drop"});
+  Open();
+  std::set<std::string> files = SocketFiles();
+  EXPECT_LT(Execute("DRIVER SET_LATENCY_MODE 2"), 0);  // after 10 s
   EXPECT_EQ(mReply, "");
-  EXPECT_FALSE(mSupplicant.Tell("OK late\n", "DRIVER SLOW"));
-  ASSERT_EQ(Execute("DRIVER B"), 0);
-  EXPECT_EQ(mReply, "OK b\n");
-  mSupplicant.Tell("<3>SVC-EVENT: attached again");
-  EXPECT_GE(Wait("<3>SVC-EVENT:"), 0);
+  files.merge(SocketFiles());
+  EXPECT_THAT(files, ::testing::SizeIs(4)) << "a late answer has no way to the new ones";
+  EXPECT_LT(Wait("", 100), 0) << "the answer to ATTACH is no message";
+  ASSERT_EQ(Execute(kShow), 0);
+  EXPECT_GE(Wait("<3>SVC-EVENT: svc_count:"), 0) << "attached again";
 }
 
-TEST_F(WrapperTest, VanishedPeerFailsCommandsUntilOpenedAgain) {
+TEST_F(WrapperTest, TwoThreadsGetTheirOwnAnswersAndAWaitEndsThoughMessagesKeepComing) {
+  StartDriver();
   Open();
-  mSupplicant.Kill();
-  EXPECT_LT(Execute("DRIVER A"), 0);
-  EXPECT_LT(mWrapper->OpenCtrlInterface(mSupplicant.Path()), 0);
-  mSupplicant.Start();
-  Open();
-  EXPECT_EQ(Execute("PING"), 0);
-}
-
-TEST_F(WrapperTest, ConcurrentCommandsGetTheirOwnAnswers) {
-  Open();
-  const auto countWrong = [&](const std::string& name) {
-    int wrong = 0;
-    std::string reply;
-    for (int count = 0; count < 300; ++count) {
-      wrong += mWrapper->ExecuteCommand(name, "", reply, 0) < 0 || reply != name ? 1 : 0;
+  std::atomic<bool> done{false};
+  auto flood = std::async(std::launch::async, [&] {
+    std::string reply = "OK\n";
+    while (!done && reply == "OK\n") {
+      mWrapper->ExecuteCommand(kShow, "", reply, 0);
     }
-    return wrong;
-  };
-  mSupplicant.Answer("A", {"A"});
-  mSupplicant.Answer("B", {"B"});
-  auto other = std::async(std::launch::async, countWrong, "A");
-  EXPECT_EQ(countWrong("B"), 0);
-  EXPECT_EQ(other.get(), 0);
-}
-
-// Records, and closes the interface, which hangs if a lock is held.
-class ClosingObserver : public WpaExchangeObserver {
- public:
-  void OnExchange(const WpaExchange& exchange) override {
-    EXPECT_LE(exchange.begin, exchange.end);
-    Record(exchange.command, exchange.reply, exchange.result);
+    return reply;
+  });
+  for (int i = 0; i < 300; ++i) {
+    Execute("PING");
+    EXPECT_EQ(mReply, "PONG\n");
   }
-  void OnWait(const WpaWait& wait) override { Record(wait.prefix, wait.message, wait.result); }
-  std::vector<std::string> mSeen;
-
- private:
-  void Record(std::string_view asked, std::string_view got, int32_t result) {
-    mSeen.push_back(std::string(asked) + "|" + std::string(got) + (result < 0 ? "|-" : "|0"));
-    GetWpacliWrapperHandle()->CloseCtrlInterface();
-  }
-};
-
-TEST_F(WrapperTest, ObserverSeesSuccessAndFailure) {
-  ClosingObserver observer;
-  SetWpaExchangeObserver(&observer);
-  Open();
-  Execute("PING");
-  Execute("PING");
-  Open();
-  mSupplicant.Tell("<3>X");
-  Wait("<3>");
-  Wait("<3>");
-  EXPECT_THAT(observer.mSeen, ElementsAre("PING|PONG\n|0", "PING||-", "<3>|<3>X|0", "<3>||-"));
+  EXPECT_LT(Wait("<3>OTHER", 100), 0);
+  done = true;
+  EXPECT_EQ(flood.get(), "OK\n");
 }
 
 }  // namespace

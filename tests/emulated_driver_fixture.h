@@ -1,0 +1,84 @@
+// An emulated driver in a temporary directory of its own, and clients of its socket.
+//
+//   class MyTest : public host::EmulatedDriverTest ...
+//   StartDriver({"PING:fail@2"});                   a rule that never fires fails the test
+//   Client client = NewClient();
+//   EXPECT_EQ(client.Ask("PING"), "PONG\n");        empty when nothing comes
+#ifndef NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
+#define NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+
+#include "host/emulated_driver/emulated_driver.h"
+
+namespace host {
+
+// A client of a control socket, with an address that the system picks.
+class Client {
+ public:
+  explicit Client(const std::string& path) {
+    sockaddr_un address{AF_UNIX, {}};
+    EXPECT_EQ(bind(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof(sa_family_t)), 0);
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    EXPECT_EQ(connect(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  }
+  Client(const Client&) = delete;
+  ~Client() { close(mSocket); }
+
+  void Send(const std::string& command) const {
+    EXPECT_EQ(send(mSocket, command.data(), command.size(), 0), std::ssize(command));
+  }
+  // Empty when nothing has come and `flags` say MSG_DONTWAIT.
+  std::string Receive(int flags = 0) const {
+    std::string text(8192, '\0');
+    const ssize_t size = recv(mSocket, text.data(), text.size(), flags);
+    text.resize(size < 0 ? 0 : static_cast<size_t>(size));
+    return text;
+  }
+  std::string Ask(const std::string& command) const {
+    Send(command);
+    return Receive();
+  }
+
+ private:
+  const int mSocket = socket(AF_UNIX, SOCK_DGRAM, 0);
+};
+
+class EmulatedDriverTest : public testing::Test {
+ protected:
+  EmulatedDriverTest() {
+    mOptions.directory = mDirectory;
+    mOptions.interface = "wlan0";
+  }
+  ~EmulatedDriverTest() override {
+    for (const FaultCount& count : mDriver->FaultCounts()) {
+      EXPECT_GT(count.fired, 0U) << count.rule;
+    }
+    std::filesystem::remove_all(mDirectory);
+  }
+  void StartDriver(const std::vector<std::string>& faults = {}) {
+    std::string error;
+    mOptions.faults.clear();
+    for (const std::string& rule : faults) {
+      mOptions.faults.push_back(ParseFaultRule(rule, &error).value());
+    }
+    mDriver.emplace(mOptions);
+    ASSERT_TRUE(mDriver->Start(&error)) << error;
+  }
+  Client NewClient() const { return Client(mDriver->SocketPath()); }
+
+  const std::string mDirectory = mkdtemp(std::string("/tmp/driver-XXXXXX").data());
+  EmulatedDriverOptions mOptions;
+  std::optional<EmulatedDriver> mDriver;
+};
+
+}  // namespace host
+
+#endif  // NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
