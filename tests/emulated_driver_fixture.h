@@ -3,7 +3,7 @@
 //   class MyTest : public host::EmulatedDriverTest ...
 //   StartDriver({"PING:fail@2"});                   a rule that never fires fails the test
 //   Client client = NewClient();
-//   EXPECT_EQ(client.Ask("PING"), "PONG\n");        empty when nothing comes
+//   EXPECT_EQ(client.Ask("PING"), "PONG\n");
 #ifndef NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
 #define NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
 
@@ -14,7 +14,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 
 #include "host/emulated_driver/emulated_driver.h"
 
