@@ -8,13 +8,13 @@
 #define NUVREL_TESTS_RUNNER_PROCESS_H_
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>

@@ -226,7 +226,7 @@ TEST(RunnerSession, JsonTellsEachCommandWhole) {
   EXPECT_LT(policy["exchanges"][0]["result"], 0);
   EXPECT_GE(policy["microseconds"], policy["exchanges"][0]["microseconds"]);
   EXPECT_EQ(policy["checked"], true);
-  EXPECT_THAT(wlc.Error(), HasSubstr("fault POLICY_ADD:fail fired 1 times"));
+  EXPECT_THAT(wlc.Error(), HasSubstr("fault POLICY_ADD:fail fired once"));
 }
 
 TEST(RunnerSession, TraceNestsAndNames) {

@@ -21,8 +21,11 @@ bool ParseFaultRules(const std::vector<std::string>& texts, std::vector<FaultRul
 }
 
 std::string FaultSentence(const FaultCount& fault) {
-  return "fault " + fault.rule +
-         (fault.fired == 0 ? " never fired" : " fired " + std::to_string(fault.fired) + " times");
+  std::string times = "fired " + std::to_string(fault.fired) + " times";
+  if (fault.fired <= 1) {
+    times = fault.fired == 0 ? "never fired" : "fired once";
+  }
+  return "fault " + fault.rule + " " + times;
 }
 
 ExitStatus RunDriver(const DriverOptions& options) {

@@ -161,8 +161,9 @@ void Evidence::Enter(const Exchange& exchange) {
   const auto is = [&words](size_t count, const char* verb) {
     return words.size() == count && words[1] == verb;
   };
-  if (is(4, "POLICY_DELETE")) {
-    // Only a whole clearing deletes, and it forgets every policy, whatever the driver answers.
+  if (exchange.command.starts_with("DRIVER POLICY_DELETE")) {
+    // Only a whole clearing deletes, and it forgets every policy, whatever the driver answers. (The
+    // cookie may be empty.)
     for (const std::string& key : mPolicies) {
       mBooks.erase(key);
     }

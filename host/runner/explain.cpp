@@ -124,10 +124,22 @@ std::vector<std::string> Surprises(const Settings& settings, const TomlFile& fil
 }
 
 void PrintList(const std::string& title, const std::vector<std::string>& lines) {
-  std::printf("\n%s\n", title.c_str());
+  if (!lines.empty()) {
+    std::printf("\n%s\n", title.c_str());
+  }
   for (const std::string& line : lines) {
     std::printf("  %s\n", line.c_str());
   }
+}
+
+void PrintWhatWillHappen(const Settings& settings, const std::string& interface) {
+  PrintList("apply-link-settings sends", ApplyCommands(settings));
+  const std::string node = settings.Text("wlanUnitTestTargetNode");
+  if (settings.Boolean("disableRRA") && !node.empty()) {
+    PrintList("and writes to " + node + "/" + interface + "/unit_test_target",
+              {std::begin(kNodeValues), std::end(kNodeValues)});
+  }
+  PrintList("revert-link-settings sends", RevertCommands(settings));
 }
 
 }  // namespace
@@ -145,27 +157,15 @@ ExitStatus Explain(const ExplainOptions& options) {
     std::printf("  %-24s %-16s %s\n", std::string(setting.name).c_str(),
                 settings.Shown(setting).c_str(), settings.Origin(setting.name).c_str());
   }
-  PrintList("apply-link-settings sends", ApplyCommands(settings));
-  const std::string node = settings.Text("wlanUnitTestTargetNode");
-  if (settings.Boolean("disableRRA") && !node.empty()) {
-    PrintList("and writes to " + node + "/" + options.interface + "/unit_test_target",
-              {std::begin(kNodeValues), std::end(kNodeValues)});
-  }
-  PrintList("revert-link-settings sends", RevertCommands(settings));
-  if (const std::vector<std::string> surprises = Surprises(settings, ReadTomlFile(options.file));
-      !surprises.empty()) {
-    PrintList("May surprise", surprises);
-  }
-  if (problems.empty()) {
-    return kExitGood;
-  }
-  std::vector<std::string> lines;
-  lines.reserve(problems.size());
+  PrintWhatWillHappen(settings, options.interface);
+  PrintList("May surprise", Surprises(settings, ReadTomlFile(options.file)));
+  std::vector<std::string> wrong;
+  wrong.reserve(problems.size());
   for (const ConfigProblem& problem : problems) {
-    lines.push_back(problem.message);
+    wrong.push_back(problem.message);
   }
-  PrintList("Wrong: wlc run does not start with this file, and the values are not in force", lines);
-  return kExitNegative;
+  PrintList("Wrong: wlc run does not start with this file, and the values are not in force", wrong);
+  return problems.empty() ? kExitGood : kExitNegative;
 }
 
 }  // namespace host

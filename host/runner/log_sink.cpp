@@ -43,9 +43,13 @@ LogSink::~LogSink() {
 }
 
 void LogSink::OnLine(const __android_logger_data* data, const char* text) {
+  std::string whole = text;
+  while (whole.ends_with('\n')) {
+    whole.pop_back();
+  }
   const LogLine line{.level = LevelOf(data->priority),
                      .tag = data->tag != nullptr ? data->tag : "",
-                     .text = text,
+                     .text = std::move(whole),
                      .time = std::chrono::steady_clock::now()};
   if (line.level >= gSink->mLevel) {
     constexpr char kLetters[] = "DIWE";

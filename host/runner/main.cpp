@@ -70,16 +70,8 @@ void AddFaults(CLI::App& app, std::vector<std::string>& faults) {
       ->allow_extra_args(false);
 }
 
-CLI::App* AddRun(CLI::App& app, RunOptions& options) {
-  CLI::App* run = app.add_subcommand("run", "Play a session and show each driver command");
-  run->add_option("commands", options.words, "commands to play; without any, a whole session")
-      ->type_name("COMMAND");
-  run->add_option("--script", options.script,
-                  "play a file, one command a line; - is standard input")
-      ->type_name("FILE");
-  run->add_option("--config", options.config, "settings of the service")->type_name("FILE.toml");
-  run->add_option("--library", options.library, "the service, if not the one beside wlc")
-      ->type_name("PATH");
+// Which driver, and between which addresses.
+void AddPlace(CLI::App* run, RunOptions& options) {
   run->add_option("--ctrl-dir", options.controlDirectory, "use the supplicant that runs here")
       ->type_name("DIR")
       ->check(Quiet(CLI::ExistingDirectory));
@@ -93,6 +85,19 @@ CLI::App* AddRun(CLI::App& app, RunOptions& options) {
   run->add_option("--peer-ip", options.peerIp, "default 192.168.49.2")
       ->type_name("IP")
       ->check(Quiet(CLI::ValidIPV4));
+}
+
+CLI::App* AddRun(CLI::App& app, RunOptions& options) {
+  CLI::App* run = app.add_subcommand("run", "Play a session and show each driver command");
+  run->add_option("commands", options.words, "commands to play; without any, a whole session")
+      ->type_name("COMMAND");
+  run->add_option("--script", options.script,
+                  "play a file, one command a line; - is standard input")
+      ->type_name("FILE");
+  run->add_option("--config", options.config, "settings of the service")->type_name("FILE.toml");
+  run->add_option("--library", options.library, "the service, if not the one beside wlc")
+      ->type_name("PATH");
+  AddPlace(run, options);
   AddFaults(*run, options.faults);
   run->add_option_function<std::string>(
          "--log-level",

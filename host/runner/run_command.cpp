@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 
+#include "framework/log_level.h"
 #include "host/coreutils/settings.h"
 #include "host/coreutils/toml_config.h"
 #include "host/emulated_driver/emulated_driver.h"
@@ -171,6 +172,9 @@ bool Workplace::OpenOutputs(std::string& error) {
 
 bool Workplace::LoadService(std::string& error) {
   const std::string library = mOptions.library.empty() ? DefaultLibraryPath() : mOptions.library;
+  if (mOptions.logLevel <= LogLevel::kInfo) {
+    mConfig.SetLogMask(kNuvrelLogInfo);
+  }
   mService = ServiceHost::Load(library, mConfig, error);
   return mService != nullptr;
 }

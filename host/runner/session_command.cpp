@@ -1,5 +1,6 @@
 #include "host/runner/session_command.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <system_error>
