@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "framework/config_parser.h"
@@ -64,7 +65,8 @@ inline NuvrelPkt_t Request(uint8_t command, INuvrelConnection* connection,
   std::memset(static_cast<void*>(&request), 0xEE, sizeof(request));
   request.msgType = 0x5A;
   request.payload[0] = command;
-  std::memcpy(request.payload + 1, parameters.data(), parameters.size() * sizeof(uint32_t));
+  std::copy_n(reinterpret_cast<const uint8_t*>(parameters.data()),
+              parameters.size() * sizeof(uint32_t), request.payload + 1);
   request.connection = connection;
   return request;
 }

@@ -203,6 +203,7 @@ std::string Player::State() {
   holds += service.mLinkConfig != nullptr ? " settings" : "";
   holds += service.mInitialized ? " ready" : "";
   holds += service.mLapbSupported ? " flows" : "";
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
   std::string node = std::filesystem::is_character_file(mNode) ? "device" : "missing";
   if (std::filesystem::is_regular_file(mNode)) {
     std::getline(std::ifstream(mNode), node);
@@ -210,6 +211,7 @@ std::string Player::State() {
   const std::map<std::string, std::string> now = {
       {"~ addresses ", service.mSelfIpAddress + " " + service.mPeerIpAddress},
       {"~ classes ", Pairs(service.mServiceIdMap)},
+      {"~ descriptors ", std::to_string(std::distance(begin(descriptors), end(descriptors)))},
       {"~ holds ", holds},
       {"~ interface ", service.mInterfaceName},
       {"~ last reply ", service.mCmdReply},
