@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -23,6 +24,8 @@ namespace host {
 class Client {
  public:
   explicit Client(const std::string& path) {
+    const timeval limit{20, 0};
+    setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
     sockaddr_un address{AF_UNIX, {}};
     EXPECT_EQ(bind(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof(sa_family_t)), 0);
     path.copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -34,7 +37,7 @@ class Client {
   void Send(const std::string& command) const {
     EXPECT_EQ(send(mSocket, command.data(), command.size(), 0), std::ssize(command));
   }
-  // Empty when nothing has come and `flags` say MSG_DONTWAIT.
+  // Empty when nothing comes for 20 s, or has come by now where `flags` say MSG_DONTWAIT.
   std::string Receive(int flags = 0) const {
     std::string text(8192, '\0');
     const ssize_t size = recv(mSocket, text.data(), text.size(), flags);
@@ -52,10 +55,6 @@ class Client {
 
 class EmulatedDriverTest : public testing::Test {
  protected:
-  EmulatedDriverTest() {
-    mOptions.directory = mDirectory;
-    mOptions.interface = "wlan0";
-  }
   ~EmulatedDriverTest() override {
     for (const FaultCount& count : mDriver->FaultCounts()) {
       EXPECT_GT(count.fired, 0U) << count.rule;
@@ -64,6 +63,8 @@ class EmulatedDriverTest : public testing::Test {
   }
   void StartDriver(const std::vector<std::string>& faults = {}) {
     std::string error;
+    mOptions.directory = mDirectory;
+    mOptions.interface = "wlan0";
     mOptions.faults.clear();
     for (const std::string& rule : faults) {
       mOptions.faults.push_back(ParseFaultRule(rule, &error).value());

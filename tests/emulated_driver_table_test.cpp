@@ -74,17 +74,18 @@ std::vector<std::string> Split(const std::string& text) {
 }
 
 // The error of a rule, or what becomes of each command and how often each rule fired.
-std::string PlayRules(const std::string& rules, const std::string& commands) {
+std::string PlayRules(const std::string& line) {
+  const size_t bar = line.find(" | ");
   std::vector<FaultRule> parsed;
   std::string outcome;
-  for (const std::string& rule : Split(rules)) {
+  for (const std::string& rule : Split(line.substr(0, bar))) {
     parsed.push_back(ParseFaultRule(rule, &outcome).value_or(FaultRule{}));
   }
   if (!outcome.empty()) {
     return outcome + "\n";
   }
   FaultPlan plan(parsed);
-  for (const std::string& command : Split(commands)) {
+  for (const std::string& command : Split(line.substr(bar + 3))) {
     const CommandFault fault = plan.OnCommand(command);
     outcome += fault.refused ? "fail" : fault.answered ? fault.reply.value_or("ok") : "drop";
     outcome += fault.delay.count() == 0 ? " " : "+" + std::to_string(fault.delay.count()) + " ";
@@ -97,12 +98,7 @@ std::string PlayRules(const std::string& rules, const std::string& commands) {
   return outcome + "\n";
 }
 
-TEST(FaultRule, HitsOrIsRefusedAsItsTableSays) {
-  ExpectTable(EMULATED_DRIVER_FAULTS, [](const std::string& line) {
-    const size_t bar = line.find(" | ");
-    return PlayRules(line.substr(0, bar), line.substr(bar + 3));
-  });
-}
+TEST(FaultRule, HitsOrIsRefusedAsItsTableSays) { ExpectTable(EMULATED_DRIVER_FAULTS, PlayRules); }
 
 TEST(FaultRule, GarblesBehindThePrefixTheSameWayForANumber) {
   const std::string sent = "<3>SVC-EVENT: (header) (0, 10, 46, 40) (1, 20, 46, 40)";
