@@ -60,6 +60,8 @@ TEST(RunnerSession, BuiltInSessionShowsEveryDriverCommandAndItsEnd) {
   EXPECT_THAT(Words(sent.end() - 3, sent.end()),
               ElementsAre("DRIVER SET_LATENCY_MODE 1", "DRIVER TSF_CONFIG TSF_SYNC_STOP",
                           "DRIVER SET_TX_RATEMASK PHYMODE 3 RATEMASK 0xFFFFFFFF"));
+  EXPECT_THAT(Labelled(wlc.Out(), "message"),
+              ElementsAre("<3>SVC-EVENT: svc_count:3", HasSubstr("(1, 20, 46, 40)")));
   const Words statuses = Labelled(wlc.Out(), "status");
   EXPECT_THAT(statuses, SizeIs(9));
   EXPECT_THAT(statuses, ::testing::Each(::testing::StartsWith("0, done")));
@@ -188,12 +190,17 @@ TEST(RunnerSession, StandardInputIsAnsweredAsItGoes) {
   ASSERT_TRUE(wlc.Await("standard input:2: \"dance\" is not a command"));
   wlc.Write("\nrepeat 2 init\n");
   ASSERT_TRUE(wlc.Await("3   init"));
-  wlc.Write("sleep 3600000\n");
-  wlc.Signal(SIGINT);
   EXPECT_EQ(wlc.Finish(), 2) << "a line could not be played";
   EXPECT_THAT(Labelled(wlc.Out(), "status"),
               ElementsAre("0, done", "1, already initialised", "1, already initialised"));
-  EXPECT_THAT(wlc.Out(), HasSubstr("The driver at the end"));
+}
+
+TEST(RunnerSession, InterruptEndsTheSessionInGoodOrder) {
+  Process wlc = Wlc({"run", "init", "sleep 3600000", "deinit"});
+  ASSERT_TRUE(wlc.Await("status   0, done"));
+  wlc.Signal(SIGINT);
+  EXPECT_EQ(wlc.Finish(), 0);
+  EXPECT_THAT(wlc.Out(), HasSubstr("1 command, every status zero or more"));
 }
 
 TEST(RunnerSession, ExamplesPlay) {

@@ -1,6 +1,7 @@
 #include "host/runner/session.h"
 
-#include <ctime>
+#include <algorithm>
+#include <thread>
 #include <utility>
 
 namespace host {
@@ -11,12 +12,6 @@ std::string WithoutLineEnd(std::string_view text) {
     text.remove_suffix(1);
   }
   return std::string(text);
-}
-
-// Ends early when a signal arrives, which std::this_thread::sleep_for would not.
-void Pause(std::chrono::milliseconds pause) {
-  const timespec time{.tv_sec = pause.count() / 1000, .tv_nsec = pause.count() % 1000 * 1'000'000};
-  (void)nanosleep(&time, nullptr);
 }
 
 }  // namespace
@@ -40,6 +35,14 @@ void Session::Play(const Step& step) {
     } else {
       Pause(step.pause);
     }
+  }
+}
+
+// In slices, so that it ends soon after the session has been stopped.
+void Session::Pause(std::chrono::milliseconds pause) const {
+  constexpr std::chrono::milliseconds kSlice{50};
+  for (; pause.count() > 0 && !Stopped(); pause -= kSlice) {
+    std::this_thread::sleep_for(std::min(pause, kSlice));
   }
 }
 

@@ -8,6 +8,7 @@
 #ifndef NUVREL_HOST_RUNNER_SESSION_H_
 #define NUVREL_HOST_RUNNER_SESSION_H_
 
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -37,6 +38,7 @@ class Session : private WpaExchangeObserver {
 
  private:
   void PlayCommand(const Command& command);
+  void Pause(std::chrono::milliseconds pause) const;
   void OnExchange(const WpaExchange& exchange) override;
   void OnWait(const WpaWait& wait) override;
 
