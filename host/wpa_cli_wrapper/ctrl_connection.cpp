@@ -48,9 +48,7 @@ int32_t CtrlConnection::Request(const std::string& command, std::string& reply) 
   if (command.empty() || command.size() > kMaxCommandBytes) {
     return kNotSent;
   }
-  std::array<char, 4096> answer{};
-  while (recv(Descriptor(), answer.data(), answer.size(), MSG_DONTWAIT) >= 0) {
-  }
+  std::array<char, 4096> answer;
   size_t length = answer.size();
   const int result = wpa_ctrl_request(mConnection, command.data(), command.size(), answer.data(),
                                       &length, nullptr);

@@ -35,8 +35,8 @@ class CtrlConnection {
   CtrlConnection& operator=(const CtrlConnection&) = delete;
 
   // Sends `command` and waits at most 10 s for the answer (5 s more when the peer's queue is full),
-  // which replaces the content of `reply`; without an answer `reply` is empty. Answers to earlier
-  // commands that have come by now are dropped. After kNoAnswer the connection is of no more use.
+  // which replaces the content of `reply`; without an answer `reply` is empty. After kNoAnswer the
+  // connection is of no more use: the answer may still come, and would pass for the next one's.
   int32_t Request(const std::string& command, std::string& reply);
 
   // Sends without waiting: an answer arrives on Descriptor().

@@ -123,9 +123,6 @@ bool MessageCollector::Next(std::string& message, const std::string& prefix,
 
 void MessageCollector::Drop() {
   const std::lock_guard<std::mutex> lock(mLock);
-  if (mConnection) {
-    TakeArrived();
-  }
   mMessages.clear();
 }
 

@@ -33,7 +33,7 @@ class MessageCollector {
   // none came or the collector was stopped.
   bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit);
 
-  // Forgets every message that has arrived by now.
+  // Forgets every message that the thread has collected by now.
   void Drop();
 
   // Detaches, without waiting for the answer, and closes the connection; wakes whoever waits in
