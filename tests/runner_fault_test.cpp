@@ -94,7 +94,6 @@ INSTANTIATE_TEST_SUITE_P(
                   {"policy[] (src ", "policy[p1] (src "}},
         FaultCase{"POLICY_DELETE:failx1", "0 0 0 0 0 -1 ", kWholeWire, "2 4 1 ", {"policy[p"}},
         FaultCase{"events:drop@1", "0 -1 0 -1 -1 -1 ", kNoDiscovery, "2 3 0 ", {}},
-        FaultCase{"events:dropx2", "0 -1 0 -1 -1 -1 ", kNoDiscovery, "2 3 0 ", {}, 2},
         FaultCase{"events:delay=100", "0 0 0 0 0 0 ", kWholeWire, "2 4 0 ", {}, 2},
         FaultCase{"events:delay=2000@2", "0 -1 0 -1 -1 -1 ", kNoDiscovery, "2 3 0 ", {}},
         FaultCase{"events:garble=7@1", "0 -1 0 -1 -1 -1 ", kNoDiscovery, "2 3 0 ", {}}));

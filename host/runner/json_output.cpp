@@ -16,8 +16,8 @@ int64_t WholeMicroseconds(const Interval& time) { return std::llround(time.Micro
 
 Json Parameters(const Command& command) {
   Json parameters = Json::object();
-  for (size_t i = 0; i < command.spec->parameters.size(); ++i) {
-    std::string name = LowerCase(command.spec->parameters[i].name);
+  for (size_t i = 0; i < command.form->parameters.size(); ++i) {
+    std::string name = LowerCase(command.form->parameters[i].name);
     std::replace(name.begin(), name.end(), ' ', '_');
     parameters[name] = command.values[i];
   }
@@ -41,7 +41,7 @@ void JsonOutput::OnCommandEnd(const CommandReport& report) {
                      {"result", wait.result},
                      {"microseconds", WholeMicroseconds(wait.time)}});
   }
-  const Json line = {{"command", report.command.spec->name},
+  const Json line = {{"command", report.command.form->name},
                      {"parameters", Parameters(report.command)},
                      {"status", report.status},
                      {"microseconds", WholeMicroseconds(report.time)},

@@ -51,13 +51,13 @@ std::string CheckInterface(const std::string& name) {
 
 std::string CommandList() {
   std::string list = "Commands:\n";
-  for (const host::CommandSpec& spec : host::AllCommands()) {
-    std::string usage = spec.name;
-    for (const host::ParameterSpec& parameter : spec.parameters) {
+  for (const host::CommandForm& form : host::AllCommands()) {
+    std::string usage = form.name;
+    for (const host::ParameterForm& parameter : form.parameters) {
       usage += std::string(" ") + parameter.usage;
     }
     list += "  " + usage + std::string(usage.size() < 22 ? 22 - usage.size() : 2, ' ') +
-            spec.summary + "\n";
+            form.summary + "\n";
   }
   return list + "  sleep MS, repeat N COMMAND\n";
 }

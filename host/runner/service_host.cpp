@@ -20,9 +20,9 @@ std::string LastLoaderError() {
 
 NuvrelPkt_t MakeRequest(const Command& command, INuvrelConnection& connection) {
   NuvrelPkt_t request{};
-  request.payload[0] = static_cast<uint8_t>(command.spec->value);
+  request.payload[0] = static_cast<uint8_t>(command.form->value);
   size_t offset = 1;
-  for (size_t i = 0; i < command.spec->parameters.size(); ++i) {
+  for (size_t i = 0; i < command.form->parameters.size(); ++i) {
     // A signed and an unsigned parameter have the same 32 bits on the wire.
     const auto bits = static_cast<uint32_t>(command.values[i]);
     std::memcpy(request.payload + offset, &bits, sizeof(bits));

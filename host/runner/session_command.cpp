@@ -8,14 +8,14 @@
 namespace host {
 namespace {
 
-constexpr ParameterSpec kPolicyParameters[] = {
+constexpr ParameterForm kPolicyParameters[] = {
     {"PORT", "port", std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()},
     {"SPL_TOS", "special ToS", 0, 255},
     {"DEF_TOS", "default ToS", 0, 255},
     {"LATENCY", "latency", 0, std::numeric_limits<uint32_t>::max()},
 };
 
-constexpr CommandSpec kCommands[] = {
+constexpr CommandForm kCommands[] = {
     {"init", NUVREL_WLC_CMD_INIT, {}, "find the interface, load the settings, open the driver"},
     {"init-lapb-flow", NUVREL_WLC_CMD_INIT_LAPB_FLOW, {}, "learn addresses and service classes"},
     {"deinit", NUVREL_WLC_CMD_DEINIT, {}, "remove the policies, give everything back"},
@@ -26,8 +26,8 @@ constexpr CommandSpec kCommands[] = {
     {"clear-lapb-policies", NUVREL_WLC_CMD_CLEAR_LAPB_POLICIES, {}, "remove every policy"},
 };
 
-constexpr ParameterSpec kSleepParameter = {"MS", "milliseconds", 0, 3'600'000};
-constexpr ParameterSpec kRepeatParameter = {"N", "times", 1, 1'000'000};
+constexpr ParameterForm kSleepParameter = {"MS", "milliseconds", 0, 3'600'000};
+constexpr ParameterForm kRepeatParameter = {"N", "times", 1, 1'000'000};
 
 // Reads words from left to right and keeps what went wrong first.
 class StepParser {
@@ -64,13 +64,13 @@ class StepParser {
   }
 
   bool ParseCommand(const std::string& word, Step& step) {
-    for (const CommandSpec& spec : kCommands) {
-      if (word != spec.name) {
+    for (const CommandForm& form : kCommands) {
+      if (word != form.name) {
         continue;
       }
-      Command command{.spec = &spec};
-      for (size_t i = 0; i < spec.parameters.size(); ++i) {
-        if (!ParseNumber(word, spec.parameters[i], command.values[i])) {
+      Command command{.form = &form};
+      for (size_t i = 0; i < form.parameters.size(); ++i) {
+        if (!ParseNumber(word, form.parameters[i], command.values[i])) {
           return false;
         }
       }
@@ -78,15 +78,15 @@ class StepParser {
       return true;
     }
     std::string known;
-    for (const CommandSpec& spec : kCommands) {
-      known += std::string(spec.name) + ", ";
+    for (const CommandForm& form : kCommands) {
+      known += std::string(form.name) + ", ";
     }
     return Fail("\"" + word + "\" is not a command; there are " + known + "sleep, repeat");
   }
 
-  bool ParseNumber(const std::string& command, const ParameterSpec& spec, int64_t& value) {
-    const std::string range = std::string(spec.usage) + " (" + spec.name + ", " +
-                              std::to_string(spec.min) + " to " + std::to_string(spec.max) + ")";
+  bool ParseNumber(const std::string& command, const ParameterForm& form, int64_t& value) {
+    const std::string range = std::string(form.usage) + " (" + form.name + ", " +
+                              std::to_string(form.min) + " to " + std::to_string(form.max) + ")";
     if (AtEnd()) {
       return Fail(command + ": " + range + " is missing");
     }
@@ -96,7 +96,7 @@ class StepParser {
     if (stop != end || result == std::errc::invalid_argument) {
       return Fail(command + ": \"" + word + "\" is not a decimal number for " + range);
     }
-    if (result != std::errc() || value < spec.min || value > spec.max) {
+    if (result != std::errc() || value < form.min || value > form.max) {
       return Fail(command + ": " + word + " is out of range for " + range);
     }
     return true;
@@ -114,11 +114,11 @@ class StepParser {
 
 }  // namespace
 
-std::span<const CommandSpec> AllCommands() { return kCommands; }
+std::span<const CommandForm> AllCommands() { return kCommands; }
 
 std::string Command::Text() const {
-  std::string text = spec->name;
-  for (size_t i = 0; i < spec->parameters.size(); ++i) {
+  std::string text = form->name;
+  for (size_t i = 0; i < form->parameters.size(); ++i) {
     text += " " + std::to_string(values[i]);
   }
   return text;

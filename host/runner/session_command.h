@@ -28,25 +28,25 @@ namespace host {
 constexpr size_t kMaxParameters = 4;
 
 // One parameter: a decimal number that travels as 32 bits.
-struct ParameterSpec {
+struct ParameterForm {
   const char* usage;  // as in the usage line, such as "PORT"
   const char* name;   // as printed, such as "port"
   int64_t min;
   int64_t max;
 };
 
-struct CommandSpec {
+struct CommandForm {
   const char* name;
   NUVREL_WLC_CMD value;
-  std::span<const ParameterSpec> parameters;  // at most kMaxParameters
+  std::span<const ParameterForm> parameters;  // at most kMaxParameters
   const char* summary;
 };
 
 // All commands, in the order of their values.
-std::span<const CommandSpec> AllCommands();
+std::span<const CommandForm> AllCommands();
 
 struct Command {
-  const CommandSpec* spec = nullptr;  // never null in a parsed step
+  const CommandForm* form = nullptr;  // never null in a parsed step
   std::array<int64_t, kMaxParameters> values{};
 
   // The command as it was written, such as "add-lapb-policy 5000 160 184 20".

@@ -16,8 +16,8 @@ constexpr size_t kTimeWidth = 10;   // at least
 
 std::string Parameters(const Command& command) {
   std::string text;
-  for (size_t i = 0; i < command.spec->parameters.size(); ++i) {
-    text += (i == 0 ? "" : ", ") + std::string(command.spec->parameters[i].name) + " " +
+  for (size_t i = 0; i < command.form->parameters.size(); ++i) {
+    text += (i == 0 ? "" : ", ") + std::string(command.form->parameters[i].name) + " " +
             std::to_string(command.values[i]);
   }
   return text;
@@ -27,7 +27,7 @@ std::string Meaning(const CommandReport& report) {
   std::string meaning = "done";
   if (report.status < 0) {
     meaning = "failed";
-  } else if (report.command.spec->value == NUVREL_WLC_CMD_INIT && report.status == 1) {
+  } else if (report.command.form->value == NUVREL_WLC_CMD_INIT && report.status == 1) {
     meaning = "already initialised";
   }
   return report.checked && report.differences.empty() ? meaning + "; the driver's STATUS agrees"
@@ -110,7 +110,7 @@ void TextOutput::OnStart(const SessionInfo& info) {
 }
 
 void TextOutput::OnCommandBegin(uint32_t number, const Command& command) {
-  std::printf("%3u   %s", number, Painted(Tint::kBold, command.spec->name).c_str());
+  std::printf("%3u   %s", number, Painted(Tint::kBold, command.form->name).c_str());
   const std::string parameters = Parameters(command);
   std::printf("%s%s\n", parameters.empty() ? "" : "   ", parameters.c_str());
   (void)std::fflush(stdout);

@@ -53,7 +53,7 @@ bool TraceOutput::Open(const std::string& file, std::string& error) {
 }
 
 void TraceOutput::OnCommandEnd(const CommandReport& report) {
-  Write(Printed(Slice(kCommandTrack, report.command.spec->name, Microseconds(report.time.begin),
+  Write(Printed(Slice(kCommandTrack, report.command.form->name, Microseconds(report.time.begin),
                       report.time,
                       {{"command", report.command.Text()},
                        {"status", report.status},
