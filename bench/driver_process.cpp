@@ -30,7 +30,7 @@ constexpr auto kStartLimit = std::chrono::seconds(10);
 
 }  // namespace
 
-DriverProcess::DriverProcess() : mProcess(-1) {
+DriverProcess::DriverProcess() {
   if (Directory().empty()) {
     Fail("a directory for the driver's socket", "check TMPDIR");
   }

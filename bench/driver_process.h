@@ -28,7 +28,7 @@ class DriverProcess {
 
  private:
   host::PrivateDirectory mDirectory;
-  pid_t mProcess;
+  pid_t mProcess = -1;
 };
 
 }  // namespace bench

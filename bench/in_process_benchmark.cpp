@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <regex>
 #include <string>
@@ -18,6 +19,7 @@ namespace bench {
 namespace {
 
 constexpr int kBlock = 256;  // packets in a row, before it is the floor's turn
+constexpr int64_t kPoliciesPerRun = 100000;
 
 // --- one packet, again and again
 
@@ -135,7 +137,7 @@ void PolicyMemory(benchmark::State& state) {
   LoadedService service;
   MakeReady(service);
   service.MustSend(Request(NUVREL_WLC_CMD_CLEAR_LAPB_POLICIES));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     const size_t cookiesBefore = TheNoopWrapper().mCookieBytes;
     const size_t heapBefore = mallinfo2().uordblks;
     AddPolicies(service, kPolicies);
@@ -154,18 +156,20 @@ void RegisterAll() {
   for (const Workload& workload : Workloads()) {
     RegisterBenchmark(workload.name, Packet, workload, floors[next++])->UseManualTime();
   }
-  auto* clear = RegisterBenchmark("clear", Clear)->UseManualTime();
   for (const int64_t policies : {1, 10, 100, 1000, 10000}) {
-    clear->Arg(policies);
+    RegisterBenchmark("clear", Clear)
+        ->Arg(policies)
+        ->UseManualTime()
+        ->Iterations(std::clamp<int64_t>(kPoliciesPerRun / policies, 10, 1000));
   }
-  auto* discovery = RegisterBenchmark("discovery", Discovery)->UseManualTime();
+  auto* discovery = RegisterBenchmark("discovery", Discovery)->UseManualTime()->Iterations(500);
   for (const int64_t classes : {1, 2, 4, 8, 16, 32}) {
     discovery->Args({classes, 0});
   }
   for (const int64_t length : {128, 256, 512, 1024, 2048, 4096}) {
     discovery->Args({1, length});
   }
-  RegisterBenchmark("load", Load)->UseManualTime();
+  RegisterBenchmark("load", Load)->UseManualTime()->Iterations(200);
   RegisterBenchmark("memory", PolicyMemory)->UseManualTime()->Iterations(1);
 }
 

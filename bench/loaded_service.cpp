@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "framework/log_level.h"
+
 namespace bench {
 namespace {
 
@@ -47,6 +49,7 @@ LoadedService::LoadedService() : mLibrary(dlopen(NUVREL_SERVICE_LIBRARY, RTLD_NO
   if (mLibrary == nullptr) {
     Fail("the service library", dlerror());
   }
+  gNuvrelLogLevel = 0;
   // What the workstation's discovery client reports.
   setenv("NUVREL_HOST_INTERFACE", "wlan0", 1);
   setenv("NUVREL_HOST_SELF_IP", "192.168.49.1", 1);

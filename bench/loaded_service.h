@@ -5,8 +5,8 @@
 //
 // The connection does nothing with a reply, so what is measured is the service. The wrapper library
 // behind it is whatever the program provides: its own, or the workstation's. Settings: TSF
-// synchronisation on, all else as the service has it. One at a time: there is one service in a
-// process.
+// synchronisation on, all else as the service has it; every log line gated off. One at a time:
+// there is one service in a process.
 #ifndef NUVREL_BENCH_LOADED_SERVICE_H_
 #define NUVREL_BENCH_LOADED_SERVICE_H_
 
@@ -40,9 +40,12 @@ class LoadedService {
   LoadedService(const LoadedService&) = delete;
   LoadedService& operator=(const LoadedService&) = delete;
 
-  // Names the connection in `request` and has it handled. The status.
+  // Names the connection in `request`, unless it is there already: the service's copy would wait
+  // for a store of that moment. Has it handled. The status.
   int32_t Send(NuvrelPkt_t& request) {
-    request.connection = &mConnection;
+    if (request.connection != &mConnection) {
+      request.connection = &mConnection;
+    }
     return mService->OnPacket(&request);
   }
   int32_t Send(NuvrelPkt_t&& request) { return Send(request); }

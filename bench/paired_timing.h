@@ -55,7 +55,7 @@ void TimeInTurn(benchmark::State& state, int block, Prepare prepare, Service ser
     }
     serviceFirst = !serviceFirst;
     ratios.push_back(services.back() / floors.back());
-    state.SetIterationTime(services.back());
+    state.SetIterationTime(services.back() * block);
   }
   state.counters["service"] = Median(std::move(services)) * 1e9;
   state.counters["floor"] = Median(std::move(floors)) * 1e9;

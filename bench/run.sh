@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Runs the benchmarks that the bench preset has built and prints one table of what they measured.
+#   bench/run.sh [BUILD_DIR] [--quick]
+# BUILD_DIR is build-bench unless given. --quick only shows that everything still runs: its figures
+# are worth nothing. Writes in_process.json, socket.json and benchmark.json (both, with the table)
+# into BUILD_DIR.
+# Debian packages: libbenchmark-dev wpasupplicant binutils python3; for plot.py python3-matplotlib,
+# for check_cost.sh valgrind.
+set -euo pipefail
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$here/../build-bench
+options=(--benchmark_repetitions=11 --benchmark_min_time=0.05)
+for argument in "$@"; do
+  case "$argument" in
+    --quick) options=(--benchmark_repetitions=1 --benchmark_min_time=0.0001) ;;
+    *) build=$argument ;;
+  esac
+done
+
+measure() {
+  "$build/bin/$1_benchmark" "${options[@]}" --benchmark_out="$build/$1.json" \
+    --benchmark_out_format=json >"$build/$1.log" 2>&1 || {
+    printf '%s_benchmark failed:\n' "$1" >&2
+    tail -n 5 "$build/$1.log" >&2
+    exit 1
+  }
+}
+
+measure in_process
+measure socket
+python3 "$here/table.py" "$build"
