@@ -3,6 +3,8 @@ nuvrel_test(service_recovery_test
   SOURCES service_recovery_test.cpp
   LIBS emulated_driver nuvrelcoreutils nuvrel_log ${CMAKE_DL_LIBS})
 add_dependencies(service_recovery_test nuvrelwirelesslinkconfigservice nuvrelservice_client)
+# A sanitizer's dlopen searches this program's run path, if it is of the old kind, not the service's.
+target_link_options(service_recovery_test PRIVATE LINKER:--disable-new-dtags)
 target_compile_definitions(service_recovery_test PRIVATE
   SERVICE_LIBRARY="$<TARGET_FILE:nuvrelwirelesslinkconfigservice>")
 
