@@ -45,7 +45,8 @@ NuvrelPkt_t AddPolicyRequest(int32_t port, uint32_t latency) {
 
 int SilentConnection::SendPacket(NuvrelPkt_t* /*record*/, void* /*extra*/) { return 0; }
 
-LoadedService::LoadedService() : mLibrary(dlopen(NUVREL_SERVICE_LIBRARY, RTLD_NOW)) {
+LoadedService::LoadedService(const std::string& controlDirectory)
+    : mSettings(controlDirectory), mLibrary(dlopen(NUVREL_SERVICE_LIBRARY, RTLD_NOW)) {
   if (mLibrary == nullptr) {
     Fail("the service library", dlerror());
   }
@@ -69,7 +70,7 @@ LoadedService::~LoadedService() {
   dlclose(mLibrary);
 }
 
-void LoadedService::MustSend(NuvrelPkt_t&& request) {
+void LoadedService::MustSend(NuvrelPkt_t& request) {
   if (Send(request) < 0) {
     Fail("the service", ("command " + std::to_string(request.payload[0]) + " failed").c_str());
   }

@@ -11,6 +11,7 @@
 #define NUVREL_BENCH_LOADED_SERVICE_H_
 
 #include <cstdint>
+#include <string>
 
 #include "framework/config_parser.h"
 #include "framework/nuvrel_connection.h"
@@ -33,8 +34,9 @@ class SilentConnection : public INuvrelConnection {
 
 class LoadedService {
  public:
-  // Ends the program when the library cannot be loaded.
-  LoadedService();
+  // `controlDirectory` is where the supplicant's control sockets are, if there is one. Ends the
+  // program when the library cannot be loaded.
+  explicit LoadedService(const std::string& controlDirectory = "");
   // Drops the last reference and unloads the library.
   ~LoadedService();
   LoadedService(const LoadedService&) = delete;
@@ -51,12 +53,16 @@ class LoadedService {
   int32_t Send(NuvrelPkt_t&& request) { return Send(request); }
   // The same for a command that the measurement cannot do without: ends the program unless it
   // succeeds.
-  void MustSend(NuvrelPkt_t&& request);
+  void MustSend(NuvrelPkt_t& request);
+  void MustSend(NuvrelPkt_t&& request) { MustSend(request); }
 
  private:
   class Settings : public nuvrel::ConfigParser {
    public:
-    Settings() { mIntegers["nuvrel.services.wirelesslinkconfig.wlanenabletsf"] = 1; }
+    explicit Settings(const std::string& controlDirectory) {
+      mIntegers["nuvrel.services.wirelesslinkconfig.wlanenabletsf"] = 1;
+      mStrings["nuvrel.services.wirelesslinkconfig.wpaifpath"] = controlDirectory;
+    }
   };
 
   Settings mSettings;

@@ -7,11 +7,9 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,11 +18,9 @@
 #include "bench/driver_process.h"
 #include "bench/loaded_service.h"
 #include "bench/paired_timing.h"
-#include "host/coreutils/settings.h"
-#include "host/coreutils/toml_config.h"
+#include "bench/workload.h"
 #include "host/runner/driver_status.h"
 #include "host/runner/script.h"
-#include "host/runner/service_host.h"
 #include "host/wpa_cli_wrapper/exchange_observer.h"
 
 namespace bench {
@@ -50,45 +46,31 @@ class CommandRecorder : private WpaExchangeObserver {
   std::vector<std::string> mCommands;
 };
 
-// The demo's settings and its session, as a framework process plays it: from loading the library to
-// unloading it.
-class DemoSession {
- public:
-  explicit DemoSession(const DriverProcess& driver) {
-    mConfig.SetText(host::SettingKey("wpaifPath"), driver.Directory(), "the benchmark");
-    mConfig.SetInteger(host::SettingKey("wlanEnableTsf"), 1, "the benchmark");
-    std::string error;
-    mService = host::ServiceHost::Load(NUVREL_SERVICE_LIBRARY, mConfig, error);
-    if (!mService) {
-      Fail("the service", error.c_str());
-    }
+// The packet of one command of a session.
+NuvrelPkt_t PacketOf(const host::Command& command) {
+  NuvrelPkt_t request = Request(command.form->value);
+  size_t offset = 1;
+  for (size_t i = 0; i < command.form->parameters.size(); ++i) {
+    const auto value = static_cast<uint32_t>(command.values[i]);
+    std::memcpy(request.payload + offset, &value, sizeof(value));
+    offset += sizeof(value);
   }
+  return request;
+}
 
-  void Play(const host::Step& step) {
-    if (mService->Send(*step.command).value_or(-1) < 0) {
-      Fail("the service", (step.command->Text() + " failed").c_str());
-    }
+// The packets of the demo's session.
+std::vector<NuvrelPkt_t> DemoPackets() {
+  std::vector<NuvrelPkt_t> packets;
+  for (const host::Step& step : host::BuiltInSession()) {
+    packets.push_back(PacketOf(*step.command));
   }
-  void Play(const std::string& words) {
-    std::vector<host::Step> steps;
-    std::string error;
-    if (!host::ParseCommandLine(std::array{words}, steps, error)) {
-      Fail("the benchmark", error.c_str());
-    }
-    for (const host::Step& step : steps) {
-      Play(step);
-    }
+  return packets;
+}
+
+void Play(LoadedService& service, std::vector<NuvrelPkt_t>& packets) {
+  for (NuvrelPkt_t& packet : packets) {
+    service.MustSend(packet);
   }
-
- private:
-  host::TomlConfig mConfig;
-  std::unique_ptr<host::ServiceHost> mService;
-};
-
-std::vector<std::string> CommandsOf(DemoSession& session, const std::string& words) {
-  const CommandRecorder recorder;
-  session.Play(words);
-  return recorder.Commands();
 }
 
 // Sends the same texts to the same process, and nothing more. Its socket file is put beside the
@@ -120,17 +102,21 @@ class BareClient {
   std::array<char, 4096> mReply{};
 };
 
-void Exchange(benchmark::State& state, const std::string& words) {
+void Exchange(benchmark::State& state, NuvrelPkt_t packet) {
   const DriverProcess driver;
-  DemoSession session(driver);
-  session.Play("init init-lapb-flow add-lapb-policy 5000 160 184 20");
-  const std::vector<std::string> commands = CommandsOf(session, words);
-  std::vector<host::Step> steps;
-  std::string error;
-  host::ParseCommandLine(std::array{words}, steps, error);
+  LoadedService service(driver.Directory());
+  service.MustSend(Request(NUVREL_WLC_CMD_INIT));
+  service.MustSend(Request(NUVREL_WLC_CMD_INIT_LAPB_FLOW));
+  service.MustSend(AddPolicyRequest(kPort, kLatency));
+  std::vector<std::string> commands;
+  {
+    const CommandRecorder recorder;
+    service.MustSend(packet);
+    commands = recorder.Commands();
+  }
   BareClient bare(driver);
   TimeInTurn(
-      state, kBlock, [&] { session.Play(steps[0]); }, [&] { bare.Send(commands); });
+      state, kBlock, [&] { service.MustSend(packet); }, [&] { bare.Send(commands); });
 }
 
 host::StatusLines StatusOf(const DriverProcess& driver) {
@@ -141,19 +127,14 @@ host::StatusLines StatusOf(const DriverProcess& driver) {
   return lines;
 }
 
-void PlayDemo(DemoSession& session) {
-  for (const host::Step& step : host::BuiltInSession()) {
-    session.Play(step);
-  }
-}
-
 // A shell script that sends the commands of a demo session with one wpa_cli each. A fresh driver
 // gives out the same cookies every time, so the texts hold for any.
 void WriteScript(const std::string& file, const std::string& controlDirectory) {
   const DriverProcess driver;
-  DemoSession session(driver);
+  LoadedService service(driver.Directory());
+  std::vector<NuvrelPkt_t> packets = DemoPackets();
   const CommandRecorder recorder;
-  PlayDemo(session);
+  Play(service, packets);
   std::ofstream script(file);
   script << "#!/bin/sh\nset -e\n";
   for (const std::string& command : recorder.Commands()) {
@@ -168,9 +149,10 @@ void Session(benchmark::State& state) {
   const DriverProcess forScript;
   const std::string command = "sh " + forScript.Directory() + "/session.sh";
   WriteScript(forScript.Directory() + "/session.sh", forScript.Directory());
-  DemoSession session(forService);
+  LoadedService service(forService.Directory());
+  std::vector<NuvrelPkt_t> packets = DemoPackets();
   TimeInTurn(
-      state, 1, [&] { PlayDemo(session); },
+      state, 1, [&] { Play(service, packets); },
       [&] {
         if (std::system(command.c_str()) != 0) {  // NOLINT(cert-env33-c)
           Fail("the script of wpa_cli commands", "failed");
@@ -185,13 +167,11 @@ void Session(benchmark::State& state) {
 }  // namespace bench
 
 int main(int argc, char** argv) {
-  setenv("NUVREL_HOST_INTERFACE", "wlan0", 1);
-  setenv("NUVREL_HOST_SELF_IP", "192.168.49.1", 1);
-  setenv("NUVREL_HOST_PEER_IP", "192.168.49.2", 1);
   benchmark::RegisterBenchmark("socket-re-bind", bench::Exchange,
-                               std::string("add-lapb-policy 5000 160 184 20"))
+                               bench::AddPolicyRequest(bench::kPort, bench::kLatency))
       ->UseManualTime();
-  benchmark::RegisterBenchmark("socket-apply", bench::Exchange, std::string("apply-link-settings"))
+  benchmark::RegisterBenchmark("socket-apply", bench::Exchange,
+                               bench::Request(NUVREL_WLC_CMD_APPLY_LINK_SETTINGS))
       ->UseManualTime();
   benchmark::RegisterBenchmark("session", bench::Session)->UseManualTime()->Iterations(1);
   benchmark::Initialize(&argc, argv);

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """One table of what the benchmarks measured: figure, floor, comparison, target, met or not.
 
-  bench/table.py BUILD_DIR [--markdown]
+  bench/table.py BUILD_DIR [PAGE.md]
 
-Reads BUILD_DIR/in_process.json and socket.json, as Google Benchmark writes them, and the service
+With a page, puts the table between its lines "<!-- table -->" and "<!-- end of table -->". Reads BUILD_DIR/in_process.json and socket.json, as Google Benchmark writes them, and the service
 library there; writes all of it to BUILD_DIR/benchmark.json. Each figure is the median of its runs,
 each comparison the median of what the runs compared. Exit status 1 when a figure is missing.
 """
@@ -114,18 +114,25 @@ def table(runs, library):
     ]
 
 
-def print_table(rows, markdown):
+def layout(rows, markdown):
     verdicts = {True: "yes", False: "NO", None: ""}
     cells = [["what", "figure", "floor", "comparison", "target", "met"]]
     cells += [[r["row"], r["figure"], r["floor"], r["comparison"], r["target"], verdicts[r["met"]]]
               for r in rows]
-    widths = [max(len(line[i]) for line in cells) for i in range(6)]
-    for number, line in enumerate(cells):
-        padded = [cell.ljust(width) for cell, width in zip(line, widths)]
-        print("| " + " | ".join(padded) + " |" if markdown else "  ".join(padded).rstrip())
-        if number == 0:
-            dashes = ["-" * width for width in widths]
-            print("|-" + "-|-".join(dashes) + "-|" if markdown else "  ".join(dashes))
+    widths = [0 if markdown else max(len(line[i]) for line in cells) for i in range(6)]
+    lines = [[cell.ljust(width) for cell, width in zip(line, widths)] for line in cells]
+    lines.insert(1, ["---"] * 6 if markdown else ["-" * width for width in widths])
+    if markdown:
+        return "".join("| " + " | ".join(line) + " |\n" for line in lines)
+    return "".join("  ".join(line).rstrip() + "\n" for line in lines)
+
+
+def put_into(page, rows):
+    before, begin, rest = page.read_text().partition("<!-- table -->\n")
+    _, end, after = rest.partition("<!-- end of table -->")
+    if not end:
+        sys.exit(f"{page}: no place for a table: put <!-- table --> and <!-- end of table --> there")
+    page.write_text(before + begin + layout(rows, markdown=True) + end + after)
 
 
 def main(arguments):
@@ -141,7 +148,9 @@ def main(arguments):
     merged = {"context": context, "table": rows,
               "benchmarks": [run for report in reports for run in report["benchmarks"]]}
     (build / "benchmark.json").write_text(json.dumps(merged, indent=1))
-    print_table(rows, "--markdown" in arguments)
+    print(layout(rows, markdown=False), end="")
+    for page in arguments[1:]:
+        put_into(Path(page), rows)
     return 0
 
 
