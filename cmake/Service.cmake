@@ -29,7 +29,7 @@ set_source_files_properties(
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   set_source_files_properties(service/dispatch.cpp link/command_channel.cpp
     PROPERTIES COMPILE_OPTIONS
-      "-mmemcpy-strategy=libcall:-1:noalign;-mmemset-strategy=libcall:-1:noalign")
+      "$<$<CONFIG:Release>:-mmemcpy-strategy=libcall:-1:noalign;-mmemset-strategy=libcall:-1:noalign>")
 endif()
 
 set(NUVREL_EXPORTS "${PROJECT_SOURCE_DIR}/service/exports.map")

@@ -130,7 +130,7 @@ int32_t CtrlWrapper::Exchange(const std::string& command, std::string& reply) {
     reply.clear();
     return kNotSent;
   }
-  Messages()->Drop();
+  mMessages->Drop();  // set and reset by those who hold mExchangeLock
   const int32_t result = mCommands->Request(command, reply);
   if (result == kNoAnswer) {
     Reconnect();
@@ -141,11 +141,13 @@ int32_t CtrlWrapper::Exchange(const std::string& command, std::string& reply) {
 
 int32_t CtrlWrapper::ExecuteCommand(const std::string& command, const std::string& /*extra*/,
                                     std::string& reply, int32_t /*flag*/) {
+  WpaExchangeObserver* observer = gObserver;
+  if (observer == nullptr) {
+    return Exchange(command, reply);
+  }
   const Clock::time_point begin = Clock::now();
   const int32_t result = Exchange(command, reply);
-  if (WpaExchangeObserver* observer = gObserver) {
-    observer->OnExchange({command, reply, result, begin, Clock::now()});
-  }
+  observer->OnExchange({command, reply, result, begin, Clock::now()});
   return result;
 }
 
