@@ -1,10 +1,13 @@
 // The shared library as the framework loads it: SERVICE_LIBRARY is its path, NM the tool that lists
 // its symbols, EXPORTED_SYMBOLS a file with those it is to show.
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -24,6 +27,34 @@ struct CountingConnection : INuvrelConnection {
   int replies = 0;
 };
 
+// The framework calls by slot: what stands in each, in order, and the layout of what it passes.
+void ExpectSlots(void* instance) {
+  const std::string service = "WirelessLinkConfigService::";
+  const char* const slots[] = {"~WirelessLinkConfigService()",
+                               "~WirelessLinkConfigService()",
+                               "OnPacket(NuvrelPkt_t*)",
+                               "OnConnectionLost()",
+                               "Init(NuvrelPkt*)",
+                               "DeInit()",
+                               "Reserved[01]()",
+                               "Reserved[01]()"};
+  void** const table = *static_cast<void***>(instance);
+  for (size_t i = 0; i < std::size(slots); ++i) {
+    Dl_info info{};
+    ASSERT_NE(dladdr(table[i], &info), 0) << i;
+    const std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, nullptr), std::free);
+    std::string shown = name.get();
+    if (shown.ends_with("Reserved0()") || shown.ends_with("Reserved1()")) {
+      shown = service + "Reserved[01]()";  // equal functions may be one
+    }
+    EXPECT_EQ(shown, service + slots[i]) << i;
+  }
+  static_assert(sizeof(ServiceCreateParams) == 16 && sizeof(NuvrelPkt) == 336);
+  static_assert(offsetof(ServiceCreateParams, configParser) == 8);
+  static_assert(offsetof(NuvrelPkt_t, msgType) == 0 && offsetof(NuvrelPkt_t, reserved276) == 276);
+}
+
 TEST(ServiceLibrary, IsUnloadedAfterTheLastRelease) {
   gNuvrelLogLevel = 0;
   void* library = dlopen(SERVICE_LIBRARY, RTLD_NOW);
@@ -41,6 +72,7 @@ TEST(ServiceLibrary, IsUnloadedAfterTheLastRelease) {
   create(&instance, &params);
   NuvrelPkt_t packet{};
   packet.connection = &connection;
+  ExpectSlots(instance);
   for (packet.payload[0] = 0; packet.payload[0] <= 8; ++packet.payload[0]) {
     static_cast<INuvrelService*>(instance)->OnPacket(&packet);
   }
