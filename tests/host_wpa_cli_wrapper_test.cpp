@@ -125,7 +125,7 @@ TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
   const host::Client client = NewClient();
   for (int i = 0; i < 200; ++i) {
     client.Ask(kShow);
-    std::this_thread::sleep_for(std::chrono::milliseconds(3));  // or the driver detaches it
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // or the driver detaches it
   }
   int kept = 0;
   for (; Wait("", 0) >= 0; ++kept) {
