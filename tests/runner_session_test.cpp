@@ -340,6 +340,11 @@ TEST(RunnerSession, ExplainNamesOriginsAndSurprises) {
                   HasSubstr(":5: wlanUnitTestTargetNode: reaches the service in lower")));
   EXPECT_THAT(wlc.Out(), HasSubstr("odd.toml:6: wlanTsfSyncInterval: expected an integer"));
   EXPECT_THAT(wlc.Out(), HasSubstr("odd.toml:7: colour: "));
+  Process misspelt =
+      Wlc({"explain", directory.File("misspelt.toml", "[nuvrel.services.x]\na = 1\n")});
+  EXPECT_EQ(misspelt.Finish(), 0);
+  EXPECT_THAT(Listed(misspelt.Out(), "May surprise"),
+              ElementsAre(HasSubstr(": nothing in a table")));
   Process missing = Wlc({"explain", "/nonexistent.toml"});
   EXPECT_EQ(missing.Finish(), 2);
   EXPECT_THAT(missing.Error(), HasSubstr("/nonexistent.toml"));

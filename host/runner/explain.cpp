@@ -158,7 +158,14 @@ ExitStatus Explain(const ExplainOptions& options) {
                 settings.Shown(setting).c_str(), settings.Origin(setting.name).c_str());
   }
   PrintWhatWillHappen(settings, options.interface);
-  PrintList("May surprise", Surprises(settings, ReadTomlFile(options.file)));
+  const TomlFile file = ReadTomlFile(options.file);
+  std::vector<std::string> surprises = Surprises(settings, file);
+  if (std::none_of(file.lines.begin(), file.lines.end(),
+                   [](const auto& line) { return line.first.starts_with(SettingKey("")); })) {
+    surprises.push_back(options.file + ": nothing in a table [" + std::string(kServiceTable) +
+                        "]: every setting is its default");
+  }
+  PrintList("May surprise", surprises);
   std::vector<std::string> wrong;
   wrong.reserve(problems.size());
   for (const ConfigProblem& problem : problems) {
