@@ -1,6 +1,7 @@
 #include "host/emulated_driver/control_socket.h"
 
 #include <linux/sockios.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -30,7 +31,7 @@ sockaddr_un AddressOf(const std::string& path) {
   return address;
 }
 
-int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
+int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
 
 // Why the file at `path` must stay; empty when it is the socket of an owner that has died.
 std::string WhyKept(const std::string& path) {
@@ -117,7 +118,14 @@ void ControlSocket::Close() {
   }
 }
 
-std::optional<ReceivedCommand> ControlSocket::Receive() {
+void ControlSocket::EndWaits() const { shutdown(mDescriptor, SHUT_RD); }
+
+std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
+  // A wait without an end is left to recvfrom, which saves a system call for every command.
+  pollfd watched{mDescriptor, POLLIN, 0};
+  if (milliseconds >= 0 && poll(&watched, 1, milliseconds) <= 0) {
+    return std::nullopt;
+  }
   std::array<char, kMaxCommand> buffer;
   sockaddr_un from{};
   socklen_t fromSize = sizeof(from);
@@ -135,7 +143,7 @@ std::optional<ReceivedCommand> ControlSocket::Receive() {
 bool ControlSocket::Send(const PeerAddress& to, std::string_view text) const {
   sockaddr_un address{};
   to.copy(reinterpret_cast<char*>(&address), sizeof(address));
-  return sendto(mDescriptor, text.data(), text.size(), MSG_NOSIGNAL,
+  return sendto(mDescriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                 reinterpret_cast<const sockaddr*>(&address),
                 static_cast<socklen_t>(to.size())) >= 0;
 }

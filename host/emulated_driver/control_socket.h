@@ -7,7 +7,7 @@
 // Limits: commands of at most 8192 bytes, paths of at most 107. The system counts what clients have
 // not read yet against this one socket, whoever they are: messages stop at three quarters of its
 // room, so that commands are answered whatever an attached client leaves unread, but they stop for
-// all, who are then all detached. One thread at a time.
+// all, who are then all detached. One thread at a time, but for EndWaits.
 #ifndef NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_
 #define NUVREL_HOST_EMULATED_DRIVER_CONTROL_SOCKET_H_
 
@@ -38,10 +38,12 @@ class ControlSocket {
   bool Open(const std::string& directory, const std::string& interface, std::string* error);
   // Closes, removes the socket file and forgets who attached.
   void Close();
-  int Descriptor() const { return mDescriptor; }
 
-  // The next command that has arrived; nothing when there is none or it is not to be answered.
-  std::optional<ReceivedCommand> Receive();
+  // Waits at most `milliseconds`, below 0 as long as it takes, for the next command. Nothing when
+  // none came, when it is not to be answered, and after EndWaits.
+  std::optional<ReceivedCommand> Receive(int milliseconds);
+  // Ends a wait in Receive, and all later ones. Called while it is open.
+  void EndWaits() const;
   // False with errno when the datagram was not taken.
   bool Send(const PeerAddress& to, std::string_view text) const;
 

@@ -1,9 +1,5 @@
 #include "host/emulated_driver/emulated_driver.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -41,10 +37,7 @@ bool EmulatedDriver::Start(std::string* error) {
     return false;
   }
   try {
-    mStopEvent = eventfd(0, EFD_CLOEXEC);
-    if (mStopEvent < 0) {
-      throw std::system_error(errno, std::generic_category());
-    }
+    mStopping = false;
     mThread = std::thread([this] { Serve(); });
   } catch (const std::system_error& failure) {
     *error = "control socket " + SocketPath() + ": cannot serve it: " + failure.what();
@@ -56,12 +49,9 @@ bool EmulatedDriver::Start(std::string* error) {
 
 void EmulatedDriver::Stop() {
   if (mThread.joinable()) {
-    eventfd_write(mStopEvent, 1);
+    mStopping = true;
+    mSocket.EndWaits();
     mThread.join();
-  }
-  if (mStopEvent >= 0) {
-    close(mStopEvent);
-    mStopEvent = -1;
   }
   mOutgoing.clear();
   mSocket.Close();
@@ -87,13 +77,8 @@ std::string EmulatedDriver::SocketPath() const {
 }
 
 void EmulatedDriver::Serve() {
-  pollfd watched[] = {{mSocket.Descriptor(), POLLIN, 0}, {mStopEvent, POLLIN, 0}};
-  while (true) {
-    poll(watched, 2, MillisecondsToNextDue());
-    if (watched[1].revents != 0) {
-      return;
-    }
-    if (const auto command = mSocket.Receive()) {
+  while (!mStopping) {
+    if (const auto command = mSocket.Receive(MillisecondsToNextDue())) {
       Handle(command->from, command->text);
     }
     SendDue();

@@ -12,6 +12,7 @@
 #ifndef NUVREL_HOST_EMULATED_DRIVER_EMULATED_DRIVER_H_
 #define NUVREL_HOST_EMULATED_DRIVER_EMULATED_DRIVER_H_
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <mutex>
@@ -85,7 +86,7 @@ class EmulatedDriver {
   ControlSocket mSocket;
   std::multimap<Clock::time_point, Outgoing> mOutgoing;  // by due time, equal ones in order
 
-  int mStopEvent = -1;  // readable: the serving thread ends
+  std::atomic<bool> mStopping = false;  // the serving thread ends
   std::thread mThread;
 };
 

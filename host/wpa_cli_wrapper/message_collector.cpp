@@ -1,21 +1,12 @@
 #include "host/wpa_cli_wrapper/message_collector.h"
 
-#include <poll.h>
-#include <pthread.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <csignal>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace host {
 namespace {
 
+constexpr size_t kLongQueue = 10;  // far below what fills a supplicant's send buffer
 constexpr size_t kMaxMessages = 256;
 constexpr size_t kMaxMessageBytes = 16384;
 
@@ -27,84 +18,45 @@ bool IsMessage(std::string_view text) {
 }  // namespace
 
 MessageCollector::MessageCollector(std::unique_ptr<CtrlConnection> connection)
-    : mBuffer(kMaxMessageBytes),
-      mConnection(std::move(connection)),
-      mStopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (mStopEvent < 0) {
-    throw std::system_error(errno, std::generic_category(), "eventfd");
-  }
-  // The process's signals are for threads that know what to do with them.
-  sigset_t all{};
-  sigset_t before{};
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  try {
-    mReader = std::thread([this] { Read(); });
-  } catch (...) {
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    close(mStopEvent);
-    throw;
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
+    : mBuffer(kMaxMessageBytes), mConnection(std::move(connection)) {}
 
-MessageCollector::~MessageCollector() {
-  Stop();
-  close(mStopEvent);
-}
+MessageCollector::~MessageCollector() { Stop(); }
 
 void MessageCollector::Stop() {
-  if (!mReader.joinable()) {
+  std::unique_lock<std::mutex> lock(mLock);
+  if (mStopped) {
     return;
   }
-  eventfd_write(mStopEvent, 1);
-  mReader.join();
-  const std::lock_guard<std::mutex> lock(mLock);
+  mStopped = true;
   mConnection->Send("DETACH");
+  mConnection->EndWaits();
+  mChanged.notify_all();
+  mChanged.wait(lock, [this] { return !mPolled; });
   mConnection.reset();
-  mArrived.notify_all();
 }
 
-void MessageCollector::Read() {
-  std::array<pollfd, 2> ready{{{mConnection->Descriptor(), POLLIN, 0}, {mStopEvent, POLLIN, 0}}};
-  while (poll(ready.data(), ready.size(), -1) >= 0 || errno == EINTR) {
-    const std::lock_guard<std::mutex> lock(mLock);
-    if (ready[1].revents != 0 || !TakeArrived()) {
-      return;
-    }
-    mArrived.notify_all();
-  }
-}
-
-bool MessageCollector::TakeArrived() {
+void MessageCollector::TakeArrived() {
   // Bounded, so that a flood cannot hold the lock.
-  for (size_t count = 0; count < kMaxMessages; ++count) {
-    const ssize_t length =
-        recv(mConnection->Descriptor(), mBuffer.data(), mBuffer.size(), MSG_DONTWAIT);
-    if (length < 0) {
-      return errno == EAGAIN || errno == EINTR;
+  size_t taken = 0;
+  for (; mMessages.size() < kMaxMessages; ++taken) {
+    const auto text = mConnection->Receive(mBuffer);
+    if (!text) {
+      break;
     }
-    const std::string_view text(mBuffer.data(), static_cast<size_t>(length));
-    if (!IsMessage(text)) {
-      continue;
+    if (IsMessage(*text)) {
+      mMessages.emplace_back(*text);
     }
-    if (mMessages.size() == kMaxMessages) {
-      mMessages.pop_front();
-    }
-    mMessages.emplace_back(text);
   }
-  return true;
+  mMayBeDetached = mMayBeDetached || taken >= kLongQueue;
 }
 
 bool MessageCollector::Next(std::string& message, const std::string& prefix,
                             std::chrono::milliseconds limit) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
+  const auto deadline = CtrlConnection::Clock::now() + limit;
   message.clear();
   std::unique_lock<std::mutex> lock(mLock);
-  if (mConnection) {
-    TakeArrived();  // also what the thread has not come round to, so that a limit of 0 works
-  }
-  while (mConnection) {
+  while (!mStopped) {
+    TakeArrived();
     while (!mMessages.empty()) {
       std::string first = std::move(mMessages.front());
       mMessages.pop_front();
@@ -113,17 +65,35 @@ bool MessageCollector::Next(std::string& message, const std::string& prefix,
         return true;
       }
     }
-    if (std::chrono::steady_clock::now() >= deadline) {
+    if (CtrlConnection::Clock::now() >= deadline) {
+      mMayBeDetached = true;
       return false;
     }
-    mArrived.wait_until(lock, deadline);
+    if (mPolled) {
+      mChanged.wait_until(lock, deadline);
+      continue;
+    }
+    mPolled = true;
+    lock.unlock();
+    mConnection->Wait(deadline);
+    lock.lock();
+    mPolled = false;
+    mChanged.notify_all();
   }
   return false;
 }
 
 void MessageCollector::Drop() {
   const std::lock_guard<std::mutex> lock(mLock);
+  if (mStopped) {
+    return;
+  }
+  TakeArrived();
   mMessages.clear();
+  if (mMayBeDetached) {
+    // A second ATTACH alone would have a supplicant send every message twice.
+    mMayBeDetached = !mConnection->Send("DETACH") || !mConnection->Send("ATTACH");
+  }
 }
 
 }  // namespace host

@@ -1,8 +1,11 @@
 // The supplicant's unsolicited messages, such as "<3>SVC-EVENT:svc_count:2".
 //
-// A supplicant detaches a listener that does not read, so a thread reads all the time, into a queue
-// of 256 messages that loses its oldest when it is full. The thread takes no signals. When the peer
-// vanishes it waits in silence, as the socket does. Messages of up to 16384 bytes arrive whole.
+// They wait in the socket's queue until somebody asks for one or drops them: no thread of its own
+// reads them. What is left unread takes room in the supplicant's send buffer, which all its clients
+// share: with some 250 short messages it is full, and the supplicant sends no more messages, to
+// anybody, and detaches those that it has failed to reach eleven times. So a collector that finds
+// many messages, or waits for one in vain, attaches itself anew the next time that it drops them.
+// Messages of up to 16384 bytes arrive whole. When the peer vanishes a wait goes on in silence.
 #ifndef NUVREL_HOST_WPA_CLI_WRAPPER_MESSAGE_COLLECTOR_H_
 #define NUVREL_HOST_WPA_CLI_WRAPPER_MESSAGE_COLLECTOR_H_
 
@@ -12,7 +15,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host/wpa_cli_wrapper/ctrl_connection.h"
@@ -21,8 +23,7 @@ namespace host {
 
 class MessageCollector {
  public:
-  // Takes over a connection that is attached, or whose ATTACH is on its way. Throws
-  // std::system_error when there is no event descriptor or thread to be had.
+  // Takes over a connection that is attached, or whose ATTACH is on its way.
   explicit MessageCollector(std::unique_ptr<CtrlConnection> connection);
   ~MessageCollector();  // stops first
   MessageCollector(const MessageCollector&) = delete;
@@ -33,24 +34,25 @@ class MessageCollector {
   // none came or the collector was stopped.
   bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit);
 
-  // Forgets every message that the thread has collected by now.
+  // Forgets every message that has arrived by now. Those that come after a command that is sent
+  // after this are heard.
   void Drop();
 
-  // Detaches, without waiting for the answer, and closes the connection; wakes whoever waits in
-  // Next. Allowed twice, from one thread at a time.
+  // Detaches, without waiting for the answer, and closes the connection; ends every wait in Next.
+  // Allowed twice, from one thread at a time.
   void Stop();
 
  private:
-  void Read();
-  bool TakeArrived();  // with mLock held; false when the socket is of no more use
+  void TakeArrived();  // with mLock held
 
   std::mutex mLock;
-  std::condition_variable mArrived;
+  std::condition_variable mChanged;  // of all below
   std::deque<std::string> mMessages;
   std::vector<char> mBuffer;
   std::unique_ptr<CtrlConnection> mConnection;  // null once stopped
-  int mStopEvent;
-  std::thread mReader;
+  bool mStopped = false;
+  bool mPolled = false;  // by one of the threads in Next; the others wait for it
+  bool mMayBeDetached = false;
 };
 
 }  // namespace host

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -29,7 +28,7 @@ class CtrlWrapper : public WpaCliWrapper {
  public:
   ~CtrlWrapper() override { Disconnect(); }
 
-  // Waits at most 10 s each for the answers to PING and ATTACH.
+  // Waits at most 10 s for the answer to ATTACH.
   int32_t OpenCtrlInterface(const std::string& path) override;
   // Waits for a command that another thread has under way.
   int32_t CloseCtrlInterface() override;
@@ -70,21 +69,15 @@ void CtrlWrapper::SetMessages(std::shared_ptr<MessageCollector> messages) {
 int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
   Disconnect();
-  try {
-    return Connect(path) ? kDone : kNotSent;
-  } catch (const std::exception&) {
-    return kNotSent;  // out of threads, descriptors or memory; what was opened is closed again
-  }
+  return Connect(path) ? kDone : kNotSent;
 }
 
 bool CtrlWrapper::Connect(const std::string& path) {
   std::string reply;
   auto commands = CtrlConnection::Open(path);
-  if (!commands || commands->Request("PING", reply) != kDone || !reply.starts_with("PONG")) {
-    return false;
-  }
   auto monitor = CtrlConnection::Open(path);
-  if (!monitor || monitor->Request("ATTACH", reply) != kDone || !reply.starts_with("OK")) {
+  if (!commands || !monitor || monitor->Request("ATTACH", reply) != kDone ||
+      !reply.starts_with("OK")) {
     return false;
   }
   SetMessages(std::make_shared<MessageCollector>(std::move(monitor)));
@@ -93,8 +86,8 @@ bool CtrlWrapper::Connect(const std::string& path) {
   return true;
 }
 
-// Connections that no late answer can reach. A peer that left one command unanswered is not asked
-// PING and not waited for again: its answer to ATTACH comes among the messages.
+// Connections that no late answer can reach. A peer that left one command unanswered is not waited
+// for again: its answer to ATTACH comes among the messages.
 void CtrlWrapper::Reconnect() {
   Disconnect();
   auto commands = CtrlConnection::Open(mPath);
@@ -102,12 +95,8 @@ void CtrlWrapper::Reconnect() {
   if (!commands || !monitor || !monitor->Send("ATTACH")) {
     return;
   }
-  try {
-    SetMessages(std::make_shared<MessageCollector>(std::move(monitor)));
-    mCommands = std::move(commands);
-  } catch (const std::exception&) {
-    return;  // closed, as after any other failure here
-  }
+  SetMessages(std::make_shared<MessageCollector>(std::move(monitor)));
+  mCommands = std::move(commands);
 }
 
 void CtrlWrapper::Disconnect() {
