@@ -43,9 +43,10 @@ class CtrlConnection {
   CtrlConnection(const CtrlConnection&) = delete;
   CtrlConnection& operator=(const CtrlConnection&) = delete;
 
-  // Sends `command` and waits at most 10 s for the answer (10 s more when the peer's queue is full),
-  // which replaces the content of `reply`; without an answer `reply` is empty. After kNoAnswer the
-  // connection is of no more use: the answer may still come, and would pass for the next one's.
+  // Sends `command` and waits at most 10 s for the answer (10 s more when the peer's queue is
+  // full), which replaces the content of `reply`; without an answer `reply` is empty. After
+  // kNoAnswer the connection is of no more use: the answer may still come, and would pass for the
+  // next one's.
   int32_t Request(const std::string& command, std::string& reply);
 
   // Sends without waiting: an answer is received like a message. False when it was not sent.
