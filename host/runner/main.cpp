@@ -168,7 +168,11 @@ int main(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    (void)std::fprintf(stderr, "wlc: %s; see --help\n", error.what());
+    // Of a wrong word in a subcommand's place CLI11 only says that a subcommand is missing.
+    const bool wrongWord = app.get_subcommands().empty() && argc > 1;
+    const std::string what =
+        wrongWord ? "\"" + std::string(argv[1]) + "\" is not run, driver or explain" : error.what();
+    (void)std::fprintf(stderr, "wlc: %s; see --help\n", what.c_str());
     return host::kExitCannotRun;
   }
   if (run->parsed()) {
