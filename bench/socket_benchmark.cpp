@@ -1,7 +1,8 @@
 // The service over a real control socket to the emulated driver in another process, beside the
 // least that the same driver commands cost: a bare loop of wpa_ctrl_request, or a wpa_cli for each.
 //
-// Both sides of a figure are timed in turn. run.sh keeps all processes on one processor.
+// Both sides of a figure are timed in turn. run.sh keeps all processes on one processor and the
+// socket files of both sides in memory.
 #include <benchmark/benchmark.h>
 #include <stddef.h>  // NOLINT(modernize-deprecated-headers): wpa_ctrl.h relies on it
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -144,8 +146,8 @@ void WriteScript(const std::string& file, const std::string& controlDirectory) {
   std::ofstream script(file);
   script << "#!/bin/sh\nset -e\n";
   for (const std::string& command : recorder.Commands()) {
-    script << NUVREL_WPA_CLI " -p " << controlDirectory << " -i wlan0 raw " << command
-           << " >/dev/null\n";
+    script << NUVREL_WPA_CLI " -s " << std::filesystem::temp_directory_path().string() << " -p "
+           << controlDirectory << " -i wlan0 raw " << command << " >/dev/null\n";
   }
 }
 

@@ -1,9 +1,9 @@
 // The socket of a supplicant's control interface: UNIX datagrams at <directory>/<interface>.
 //
 // A client binds an address of its own and sends one command per datagram; its answer goes back to
-// that address. A client that has attached also gets every unsolicited message. Nothing here waits:
-// what a client has no room for is lost. An attached client that is gone is detached at once, one
-// that cannot take messages after eleven failures in a row.
+// that address. A client that has attached also gets every unsolicited message. Sending never
+// waits: what a client has no room for is lost. An attached client that is gone is detached at
+// once, one that cannot take messages after eleven failures in a row.
 // Limits: commands of at most 8192 bytes, paths of at most 107. The system counts what clients have
 // not read yet against this one socket, whoever they are: messages stop at three quarters of its
 // room, so that commands are answered whatever an attached client leaves unread, but they stop for

@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <mutex>
 
 #include <wpa_ctrl.h>
@@ -22,13 +23,14 @@ constexpr size_t kMaxCommandBytes = 8192;
 constexpr size_t kMaxAnswerBytes = 4096;
 constexpr auto kAnswerLimit = std::chrono::seconds(10);  // the client library's own
 
-// In memory: a file there costs a third of one on a disk.
-constexpr char kSocketDirectory[] = "/dev/shm";
-
 // The client library numbers its socket files from a plain static counter.
 std::mutex gOpenLock;
 
 }  // namespace
+
+bool IsMessage(std::string_view text) {
+  return text.starts_with("<") || text.starts_with("IFNAME=");
+}
 
 CtrlConnection::CtrlConnection(wpa_ctrl* connection)
     : mConnection(connection), mDescriptor(wpa_ctrl_get_fd(connection)) {
@@ -44,7 +46,7 @@ std::unique_ptr<CtrlConnection> CtrlConnection::Open(const std::string& path) {
     return nullptr;  // the client library would leave its socket file behind
   }
   const std::lock_guard<std::mutex> lock(gOpenLock);
-  wpa_ctrl* opened = wpa_ctrl_open2(path.c_str(), kSocketDirectory);
+  wpa_ctrl* opened = wpa_ctrl_open2(path.c_str(), std::getenv("TMPDIR"));
   if (opened == nullptr) {
     opened = wpa_ctrl_open(path.c_str());
   }
@@ -66,6 +68,10 @@ int32_t CtrlConnection::Request(const std::string& command, std::string& reply) 
       return kNotSent;
     }
   }
+  return AwaitAnswer(deadline, reply);
+}
+
+int32_t CtrlConnection::AwaitAnswer(Clock::time_point deadline, std::string& reply) const {
   std::array<char, kMaxAnswerBytes> buffer;
   std::optional<std::string_view> answer = Receive(buffer, 0);
   while (!answer && (errno == EINTR || errno == EAGAIN)) {
@@ -79,6 +85,16 @@ int32_t CtrlConnection::Request(const std::string& command, std::string& reply) 
   }
   reply = *answer;
   return kDone;
+}
+
+int32_t CtrlConnection::Attach() {
+  std::string reply;
+  const Clock::time_point deadline = Clock::now() + kAnswerLimit;
+  int32_t result = Request("ATTACH", reply);
+  while (result == kDone && IsMessage(reply)) {
+    result = Clock::now() < deadline ? AwaitAnswer(deadline, reply) : kNoAnswer;
+  }
+  return result == kDone && !reply.starts_with("OK") ? kRefused : result;
 }
 
 bool CtrlConnection::Send(std::string_view text) const {

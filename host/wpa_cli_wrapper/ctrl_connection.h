@@ -1,6 +1,6 @@
 // One connection to a supplicant's control socket: a UNIX datagram socket with a file of its own,
-// /dev/shm/wpa_ctrl_<pid>-<n> or, where that cannot be, in /tmp, which lives as long as the
-// connection.
+// wpa_ctrl_<pid>-<n> in TMPDIR or /tmp, which lives as long as the connection. The supplicant has
+// to see that directory too.
 //
 //   -> DRIVER SET_LATENCY_MODE 2
 //   <- OK\n                                  the answer
@@ -28,9 +28,12 @@ namespace host {
 
 // Results of a command: success, or why there was none.
 constexpr int32_t kDone = 0;
-constexpr int32_t kNotSent = -1;   // not open, the command is no command, or the peer is gone
+constexpr int32_t kNotSent = -1;   // not open, no command, the peer is gone or takes none for 10 s
 constexpr int32_t kNoAnswer = -2;  // none within 10 s; it may still come
 constexpr int32_t kRefused = -3;   // the peer answered FAIL or UNKNOWN COMMAND
+
+// Whether `text` is a message rather than an answer, on an attached connection.
+bool IsMessage(std::string_view text);
 
 class CtrlConnection {
  public:
@@ -49,6 +52,9 @@ class CtrlConnection {
   // next one's.
   int32_t Request(const std::string& command, std::string& reply);
 
+  // Requests ATTACH, and drops messages that come before its answer.
+  int32_t Attach();
+
   // Sends without waiting: an answer is received like a message. False when it was not sent.
   bool Send(std::string_view text) const;
 
@@ -63,6 +69,7 @@ class CtrlConnection {
 
  private:
   explicit CtrlConnection(wpa_ctrl* connection);
+  int32_t AwaitAnswer(Clock::time_point deadline, std::string& reply) const;
   bool WaitFor(short event, Clock::time_point deadline) const;
 
   wpa_ctrl* mConnection;  // owned, never null

@@ -1,19 +1,13 @@
 #include "host/wpa_cli_wrapper/message_collector.h"
 
-#include <string_view>
 #include <utility>
 
 namespace host {
 namespace {
 
-constexpr size_t kLongQueue = 10;  // far below what fills a supplicant's send buffer
 constexpr size_t kMaxMessages = 256;
+constexpr int kMaxTaken = 4096;  // at once: far more than a send buffer holds
 constexpr size_t kMaxMessageBytes = 16384;
-
-// The answers to ATTACH and DETACH come the same way as the messages.
-bool IsMessage(std::string_view text) {
-  return text.starts_with("<") || text.starts_with("IFNAME=");
-}
 
 }  // namespace
 
@@ -37,17 +31,19 @@ void MessageCollector::Stop() {
 
 void MessageCollector::TakeArrived() {
   // Bounded, so that a flood cannot hold the lock.
-  size_t taken = 0;
-  for (; mMessages.size() < kMaxMessages; ++taken) {
+  for (int taken = 0; taken < kMaxTaken; ++taken) {
     const auto text = mConnection->Receive(mBuffer);
     if (!text) {
-      break;
+      return;
     }
-    if (IsMessage(*text)) {
-      mMessages.emplace_back(*text);
+    if (!IsMessage(*text)) {
+      continue;  // the answer to ATTACH or DETACH
     }
+    if (mMessages.size() == kMaxMessages) {
+      mMessages.pop_front();
+    }
+    mMessages.emplace_back(*text);
   }
-  mMayBeDetached = mMayBeDetached || taken >= kLongQueue;
 }
 
 bool MessageCollector::Next(std::string& message, const std::string& prefix,
@@ -66,7 +62,6 @@ bool MessageCollector::Next(std::string& message, const std::string& prefix,
       }
     }
     if (CtrlConnection::Clock::now() >= deadline) {
-      mMayBeDetached = true;
       return false;
     }
     if (mPolled) {
@@ -85,14 +80,16 @@ bool MessageCollector::Next(std::string& message, const std::string& prefix,
 
 void MessageCollector::Drop() {
   const std::lock_guard<std::mutex> lock(mLock);
-  if (mStopped) {
-    return;
+  if (!mStopped) {
+    TakeArrived();
+    mMessages.clear();
   }
-  TakeArrived();
-  mMessages.clear();
-  if (mMayBeDetached) {
-    // A second ATTACH alone would have a supplicant send every message twice.
-    mMayBeDetached = !mConnection->Send("DETACH") || !mConnection->Send("ATTACH");
+}
+
+void MessageCollector::Collect() {
+  const std::lock_guard<std::mutex> lock(mLock);
+  if (!mStopped && !mPolled) {
+    TakeArrived();
   }
 }
 

@@ -1,11 +1,8 @@
 // The supplicant's unsolicited messages, such as "<3>SVC-EVENT:svc_count:2".
 //
-// They wait in the socket's queue until somebody asks for one or drops them: no thread of its own
-// reads them. What is left unread takes room in the supplicant's send buffer, which all its clients
-// share: with some 250 short messages it is full, and the supplicant sends no more messages, to
-// anybody, and detaches those that it has failed to reach eleven times. So a collector that finds
-// many messages, or waits for one in vain, attaches itself anew the next time that it drops them.
-// Messages of up to 16384 bytes arrive whole. When the peer vanishes a wait goes on in silence.
+// They wait in the socket until somebody asks for one or drops them, or until Collect takes them
+// into a queue of 256 messages that loses its oldest when it is full. Messages of up to 16384 bytes
+// arrive whole. When the peer vanishes a wait goes on in silence, as the socket does.
 #ifndef NUVREL_HOST_WPA_CLI_WRAPPER_MESSAGE_COLLECTOR_H_
 #define NUVREL_HOST_WPA_CLI_WRAPPER_MESSAGE_COLLECTOR_H_
 
@@ -34,9 +31,11 @@ class MessageCollector {
   // none came or the collector was stopped.
   bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit);
 
-  // Forgets every message that has arrived by now. Those that come after a command that is sent
-  // after this are heard.
+  // Forgets every message that has arrived by now.
   void Drop();
+
+  // Takes what has arrived into the queue, unless somebody waits for it in Next.
+  void Collect();
 
   // Detaches, without waiting for the answer, and closes the connection; ends every wait in Next.
   // Allowed twice, from one thread at a time.
@@ -52,7 +51,6 @@ class MessageCollector {
   std::unique_ptr<CtrlConnection> mConnection;  // null once stopped
   bool mStopped = false;
   bool mPolled = false;  // by one of the threads in Next; the others wait for it
-  bool mMayBeDetached = false;
 };
 
 }  // namespace host

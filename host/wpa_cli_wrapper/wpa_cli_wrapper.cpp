@@ -10,11 +10,13 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <utility>
 
 #include "host/wpa_cli_wrapper/ctrl_connection.h"
+#include "host/wpa_cli_wrapper/idle_reader.h"
 #include "host/wpa_cli_wrapper/message_collector.h"
 
 namespace host {
@@ -43,6 +45,7 @@ class CtrlWrapper : public WpaCliWrapper {
   // With mExchangeLock held; Exchange takes it.
   bool Connect(const std::string& path);
   void Reconnect();
+  void Use(std::unique_ptr<CtrlConnection> commands, std::unique_ptr<CtrlConnection> monitor);
   void Disconnect();
   int32_t Exchange(const std::string& command, std::string& reply);
 
@@ -69,19 +72,21 @@ void CtrlWrapper::SetMessages(std::shared_ptr<MessageCollector> messages) {
 int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
   Disconnect();
-  return Connect(path) ? kDone : kNotSent;
+  try {
+    return Connect(path) ? kDone : kNotSent;
+  } catch (const std::exception&) {
+    Disconnect();
+    return kNotSent;  // out of threads or memory
+  }
 }
 
 bool CtrlWrapper::Connect(const std::string& path) {
-  std::string reply;
   auto commands = CtrlConnection::Open(path);
   auto monitor = CtrlConnection::Open(path);
-  if (!commands || !monitor || monitor->Request("ATTACH", reply) != kDone ||
-      !reply.starts_with("OK")) {
+  if (!commands || !monitor || monitor->Attach() != kDone) {
     return false;
   }
-  SetMessages(std::make_shared<MessageCollector>(std::move(monitor)));
-  mCommands = std::move(commands);
+  Use(std::move(commands), std::move(monitor));
   mPath = path;
   return true;
 }
@@ -92,11 +97,16 @@ void CtrlWrapper::Reconnect() {
   Disconnect();
   auto commands = CtrlConnection::Open(mPath);
   auto monitor = CtrlConnection::Open(mPath);
-  if (!commands || !monitor || !monitor->Send("ATTACH")) {
-    return;
+  if (commands && monitor && monitor->Send("ATTACH")) {
+    Use(std::move(commands), std::move(monitor));
   }
+}
+
+void CtrlWrapper::Use(std::unique_ptr<CtrlConnection> commands,
+                      std::unique_ptr<CtrlConnection> monitor) {
   SetMessages(std::make_shared<MessageCollector>(std::move(monitor)));
   mCommands = std::move(commands);
+  CollectWhenIdle(mMessages);
 }
 
 void CtrlWrapper::Disconnect() {
