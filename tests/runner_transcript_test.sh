@@ -21,10 +21,10 @@ unset NO_COLOR
 ln -s "$(dirname "$(realpath "$0")")/../examples" "$scratch/here/examples"
 cd "$scratch/here" || exit
 
-# For transcripts: await CONDITION..., a command that comes true within a minute.
+# For transcripts: await CONDITION..., a command that comes true; a minute for all of a transcript.
+waits=0
 await() {
-  local i
-  for ((i = 0; i < 6000; i++)); do
+  for (( ; waits < 6000; waits++)); do
     if "$@" 2>&1; then return; fi
     sleep 0.01
   done >/dev/null
