@@ -21,15 +21,15 @@ unset NO_COLOR
 ln -s "$(dirname "$(realpath "$0")")/../examples" "$scratch/here/examples"
 cd "$scratch/here" || exit
 
-# For transcripts: await CONDITION..., a command that comes true; a minute for all of a transcript.
-waits=0
+# For transcripts: await CONDITION..., a command that comes true in the transcript's first minute.
 await() {
-  for (( ; waits < 6000; waits++)); do
-    if "$@" 2>&1; then return; fi
+  until "$@" >/dev/null 2>&1; do
+    if ((SECONDS > 60)); then
+      echo "has not come true: $*" >&2
+      return 1
+    fi
     sleep 0.01
-  done >/dev/null
-  echo "has not come true: $*" >&2
-  return 1
+  done
 }
 
 # Copies the transcript with what its commands do now in place of what they did.
