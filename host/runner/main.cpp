@@ -171,7 +171,7 @@ int main(int argc, char** argv) {
     // Of a wrong word in a subcommand's place CLI11 only says that a subcommand is missing.
     const bool wrongWord = app.get_subcommands().empty() && argc > 1;
     const std::string what =
-        wrongWord ? "\"" + std::string(argv[1]) + "\" is not run, driver, explain or --help"
+        wrongWord ? "\"" + std::string(argv[1]) + "\" is not a subcommand (run, driver, explain)"
                   : error.what();
     (void)std::fprintf(stderr, "wlc: %s; see --help\n", what.c_str());
     return host::kExitCannotRun;
