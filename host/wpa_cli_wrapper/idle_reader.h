@@ -2,9 +2,9 @@
 //
 // Unread messages take room in the supplicant's send buffer. With half of it taken, by some 140
 // short messages, a supplicant holds back what it has for all its clients. So they are collected
-// twenty times a second, by one thread for the process, from the first listener until the library is
-// unloaded: to start and to join one for each session would cost three exchanges, and one that woke
-// for each message would have both processors at work on every exchange. It takes no signals.
+// twenty times a second, by one thread for the process, from the first listener until the library
+// is unloaded: to start and to join one for each session would cost three exchanges, and one that
+// woke for each message would have both processors at work on every exchange. It takes no signals.
 #ifndef NUVREL_HOST_WPA_CLI_WRAPPER_IDLE_READER_H_
 #define NUVREL_HOST_WPA_CLI_WRAPPER_IDLE_READER_H_
 
