@@ -138,13 +138,12 @@ TEST_F(WrapperTest, MessageBeforeTheAnswerToAttachIsNotTheAnswer) {
 TEST_F(WrapperTest, WaitsAtTheSameTimeShareTheMessages) {
   StartDriver();
   Open();
-  std::vector<std::future<bool>> waits;
-  for (int i = 0; i < 2; ++i) {
-    waits.push_back(std::async(std::launch::async, [&] {
-      std::string message;
-      return mWrapper->GetResponse(message, "<3>", 20000) >= 0 && !message.empty();
-    }));
-  }
+  const auto hears = [&] {
+    std::string message;
+    return mWrapper->GetResponse(message, "<3>", 20000) >= 0 && !message.empty();
+  };
+  std::future<bool> waits[] = {std::async(std::launch::async, hears),
+                               std::async(std::launch::async, hears)};
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   NewClient().Ask(kShow);  // two messages
   for (auto& wait : waits) {
