@@ -92,7 +92,7 @@ int32_t CtrlConnection::Attach() {
   const Clock::time_point deadline = Clock::now() + kAnswerLimit;
   int32_t result = Request("ATTACH", reply);
   while (result == kDone && IsMessage(reply)) {
-    result = Clock::now() < deadline ? AwaitAnswer(deadline, reply) : kNoAnswer;
+    result = WaitFor(POLLIN, deadline) ? AwaitAnswer(deadline, reply) : kNoAnswer;
   }
   return result == kDone && !reply.starts_with("OK") ? kRefused : result;
 }

@@ -70,7 +70,7 @@ class IdleReader {
       listener->Collect();
       listener.reset();
       lock.lock();
-      mChanged.wait_for(lock, kInterval);
+      mChanged.wait_for(lock, kInterval, [this] { return mEnding; });
     }
   }
 
