@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "service/thread_annotations.h"
+#include "framework/thread_annotations.h"
 
 class LibraryLoader {
  public:

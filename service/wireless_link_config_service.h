@@ -27,9 +27,9 @@
 #include "framework/nuvrel_packet.h"
 #include "framework/nuvrel_service.h"
 #include "framework/service_client.h"
+#include "framework/thread_annotations.h"
 #include "framework/wpa_cli_wrapper.h"
 #include "service/library_loader.h"
-#include "service/thread_annotations.h"
 
 #define NUVREL_EXPORT __attribute__((visibility("default")))
 

@@ -2,8 +2,8 @@
 //
 // They bite with libc++, whose std::mutex carries the attributes, under
 // -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety.
-#ifndef NUVREL_SERVICE_THREAD_ANNOTATIONS_H_
-#define NUVREL_SERVICE_THREAD_ANNOTATIONS_H_
+#ifndef NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
+#define NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
 
 #if defined(__clang__) && defined(_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS)
 #define NUVREL_THREAD_ANNOTATION(x) __attribute__((x))
@@ -15,4 +15,4 @@
 #define REQUIRES(...) NUVREL_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) NUVREL_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 
-#endif  // NUVREL_SERVICE_THREAD_ANNOTATIONS_H_
+#endif  // NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
