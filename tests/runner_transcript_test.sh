@@ -32,6 +32,16 @@ await() {
   done
 }
 
+# For transcripts: faulty RULE ARGUMENT..., what the fault changes in what wlc run shows.
+faulty() {
+  plain() { sed -E 's/ +[0-9.]+ ms$//; s/^[0-9.]+ ms/#/; s/wlc-.{6}/wlc-/'; }
+  wlc run "${@:2}" 2>&1 | plain >good
+  wlc run --fault "$@" 2>&1 | plain >bad
+  local status=${PIPESTATUS[0]}
+  diff good bad | sed -n 's/^</-/p; s/^>/+/p'
+  return "$status"
+}
+
 # Copies the transcript with what its commands do now in place of what they did.
 play() {
   local line command='' told='' status
