@@ -1,7 +1,4 @@
 # Tests of runner: wlc as a person starts it, as it is installed, and the programs that it meets.
-# Transcripts start both by name.
-find_program(WPA_SUPPLICANT wpa_supplicant PATHS /sbin /usr/sbin REQUIRED)
-find_program(WPA_CLI wpa_cli PATHS /sbin /usr/sbin REQUIRED)
 file(GLOB transcripts CONFIGURE_DEPENDS runner_transcripts/*.txt)
 foreach(transcript IN LISTS transcripts)
   cmake_path(GET transcript STEM name)

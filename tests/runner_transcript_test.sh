@@ -8,7 +8,7 @@
 # patch: where it was meant, apply it to the transcript.
 set -uo pipefail
 transcript=$(realpath "$1") build=$(realpath "$2") emulator=${3:-}
-scratch=$(mktemp -d)
+scratch=$(mktemp -d) || exit
 trap 'jobs -p | xargs -r kill 2>/dev/null; rm -rf "$scratch"' EXIT
 mkdir "$scratch/here" "$scratch/bin"
 trap '' PIPE # writing to one that has ended fails, and that is all
@@ -64,6 +64,12 @@ play() {
   done
 }
 
+for program in wpa_cli wpa_supplicant python3; do # looked for here: no target is built with them
+  if grep -qw "$program" "$transcript" && ! command -v "$program" >/dev/null; then
+    echo "$transcript needs $program, which is not in $PATH"
+    exit 1
+  fi
+done
 grep -q '^[$] ' "$transcript" || { echo "there is no command in $transcript"; exit 1; }
 play <"$transcript" >"$scratch/played"
 # Times (they end where they ended), private directories, the build, source lines, addresses, and
