@@ -10,9 +10,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string>
 
-// The caller fills it with zeros, the client fills it in. A text may lack its NUL when it fills its
-// field: a reader stops at the field's end.
+// The caller fills it with zeros, the client fills it in; TextIn reads its two texts.
 struct NetworkInterfaceInfo {
   uint8_t reserved0[4];
   char interfaceName[32];  // such as "wlan0"
@@ -22,6 +23,12 @@ struct NetworkInterfaceInfo {
 static_assert(sizeof(NetworkInterfaceInfo) == 232);
 static_assert(offsetof(NetworkInterfaceInfo, interfaceName) == 4);
 static_assert(offsetof(NetworkInterfaceInfo, ipAddress) == 36);
+
+// The text in a field of the record. It may lack its NUL when it fills its field.
+template <size_t kSize>
+std::string TextIn(const char (&field)[kSize]) {
+  return {field, strnlen(field, kSize)};
+}
 
 class ServiceClient {
  public:

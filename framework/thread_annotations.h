@@ -1,7 +1,8 @@
 // Locks that the compiler checks: clang's thread safety attributes, empty for other compilers.
 //
 // They bite with libc++, whose std::mutex carries the attributes, under
-// -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety.
+// -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety; the order of locks, ACQUIRED_AFTER,
+// under -Wthread-safety-beta as well.
 #ifndef NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
 #define NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
 
@@ -14,5 +15,6 @@
 #define GUARDED_BY(lock) NUVREL_THREAD_ANNOTATION(guarded_by(lock))
 #define REQUIRES(...) NUVREL_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) NUVREL_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
+#define ACQUIRED_AFTER(...) NUVREL_THREAD_ANNOTATION(acquired_after(__VA_ARGS__))
 
 #endif  // NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_

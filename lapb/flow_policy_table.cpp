@@ -25,11 +25,11 @@ std::string CookieIn(const std::string& reply) {
 
 int WirelessLinkConfigService::AddLAPBPolicy(int portNum, unsigned char splToS,
                                              unsigned char defToS, unsigned int latency) {
+  std::lock_guard<std::mutex> lock(mPolicyLock);
   if (mWpaClient == nullptr || !mLapbSupported) {
     LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
     return -1;
   }
-  std::lock_guard<std::mutex> lock(mPolicyLock);
   unsigned char serviceId = 0;
   const auto known = mServiceIdMap.find(latency);
   if (known != mServiceIdMap.end()) {
@@ -66,11 +66,11 @@ int WirelessLinkConfigService::AddLAPBPolicy(int portNum, unsigned char splToS,
 }
 
 int WirelessLinkConfigService::DeleteLAPBFlowPolicy(int portNum) {
+  std::lock_guard<std::mutex> lock(mPolicyLock);
   if (mWpaClient == nullptr || !mLapbSupported) {
     LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
     return -1;
   }
-  std::lock_guard<std::mutex> lock(mPolicyLock);
   const auto policy = mLapbPolicies.find(portNum);
   if (policy == mLapbPolicies.end()) {
     LOGW("[%s:%d] LAPB Flow for Port Num %d, not configured", NUVREL_HERE, portNum);
@@ -85,11 +85,15 @@ int WirelessLinkConfigService::DeleteLAPBFlowPolicy(int portNum) {
 }
 
 int WirelessLinkConfigService::ClearLAPBPolicies() {
+  std::lock_guard<std::mutex> lock(mPolicyLock);
+  return ClearLAPBPolicies(lock);
+}
+
+int WirelessLinkConfigService::ClearLAPBPolicies(const std::lock_guard<std::mutex>& /*held*/) {
   if (mWpaClient == nullptr || !mLapbSupported) {
     LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
     return -1;
   }
-  std::lock_guard<std::mutex> lock(mPolicyLock);
   int result = 0;
   for (const auto& [portNum, cookie] : mLapbPolicies) {
     if (ExecuteDriverCommand(mCmdReply, driver_commands::kPolicyDelete, cookie.c_str()) < 0) {

@@ -7,7 +7,6 @@
 //   <3>SVC-EVENT: (a heading) (3, 20, 0, 0) (4, 40, 0, 0)
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <regex>
 
 #include "lapb/message_pattern.h"
@@ -24,10 +23,6 @@ constexpr int32_t kEventWaitMs = 1500;  // for each message
 // The most that a supplicant sends in one message. Regular expressions recurse once per character
 // in some standard libraries, so a longer text could overflow the caller's stack.
 constexpr size_t kMaxMessageLength = 4096;
-
-std::string AddressOf(const NetworkInterfaceInfo& info) {
-  return {info.ipAddress, strnlen(info.ipAddress, sizeof(info.ipAddress))};
-}
 
 // Reads one number as "%u" does and moves `text` behind it; false when there is none.
 bool ReadNumber(const char*& text, uint32_t& number) {
@@ -57,32 +52,33 @@ void StoreServiceClass(const std::string& group,
 }  // namespace
 
 int WirelessLinkConfigService::InitLAPBFlow() {
+  std::lock_guard<std::mutex> lock(mPolicyLock);
   LOG_ENTRY();
-  int result = -1;
-  NetworkInterfaceInfo peer{};
-  NetworkInterfaceInfo self{};
-  uint8_t peerStatus = 0;
   if (mWpaClient == nullptr || mServiceClient == nullptr) {
     LOGW("[%s:%d] Wpa Client or Discovery Client  Handle is NULL", NUVREL_HERE);
-  } else {
-    mServiceClient->GetPeerInterfaceInfo(&peerStatus, &peer);
-    mPeerIpAddress = AddressOf(peer);
-    if (mServiceClient->GetNetworkInterfaceInfo(&self) < 0) {
-      LOGE("Unable to get Self device IP address.");
-    } else {
-      mSelfIpAddress = AddressOf(self);
-      LOGD("[%s:%d] Src IP=%s, Dst IP=%s", NUVREL_HERE, mSelfIpAddress.c_str(),
-           mPeerIpAddress.c_str());
-      if (UpdateServiceIDMap() < 0) {
-        LOGW("[%s:%d] Unable to get Service ID Map", NUVREL_HERE);
-      } else {
-        mLapbSupported = true;
-        result = 0;
-      }
-    }
+    LOG_EXIT();
+    return -1;
   }
+  NetworkInterfaceInfo peer{};
+  uint8_t peerStatus = 0;
+  mServiceClient->GetPeerInterfaceInfo(&peerStatus, &peer);
+  mPeerIpAddress = TextIn(peer.ipAddress);
+  NetworkInterfaceInfo self{};
+  if (mServiceClient->GetNetworkInterfaceInfo(&self) < 0) {
+    LOGE("Unable to get Self device IP address.");
+    LOG_EXIT();
+    return -1;
+  }
+  mSelfIpAddress = TextIn(self.ipAddress);
+  LOGD("[%s:%d] Src IP=%s, Dst IP=%s", NUVREL_HERE, mSelfIpAddress.c_str(), mPeerIpAddress.c_str());
+  if (UpdateServiceIDMap() < 0) {
+    LOGW("[%s:%d] Unable to get Service ID Map", NUVREL_HERE);
+    LOG_EXIT();
+    return -1;
+  }
+  mLapbSupported = true;
   LOG_EXIT();
-  return result;
+  return 0;
 }
 
 int WirelessLinkConfigService::UpdateServiceIDMap() {

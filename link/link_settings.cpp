@@ -4,6 +4,7 @@
 #include "service/wireless_link_config_service.h"
 
 int WirelessLinkConfigService::ApplyLinkSettings() {
+  std::lock_guard<std::mutex> lock(mPolicyLock);
   if (mLinkConfig == nullptr) {
     LOGW("[%s:%d] Failed, Link Configuration is not available", NUVREL_HERE);
     return -1;
@@ -21,6 +22,7 @@ int WirelessLinkConfigService::ApplyLinkSettings() {
 }
 
 int WirelessLinkConfigService::RevertLinkSettings() {
+  std::lock_guard<std::mutex> lock(mPolicyLock);
   if (mLinkConfig == nullptr) {
     LOGW("[%s:%d] Failed, Link Configuration is not available", NUVREL_HERE);
     return -1;

@@ -28,19 +28,14 @@ int32_t WirelessLinkConfigService::OnPacket(NuvrelPkt_t* packet) {
 }
 
 int WirelessLinkConfigService::RunCommand(NUVREL_WLC_CMD command, NuvrelPkt& request) {
-  // These two take mServiceLock themselves, and are called through their slots.
-  if (command == NUVREL_WLC_CMD_INIT) {
-    return Init(&request);
-  }
-  if (command == NUVREL_WLC_CMD_DEINIT) {
-    DeInit();
-  }
-  std::lock_guard<std::mutex> lock(mServiceLock);
   switch (command) {
-    case NUVREL_WLC_CMD_DEINIT:
-      return mInitialized ? -1 : 0;
+    case NUVREL_WLC_CMD_INIT:
+      return Init(&request);
     case NUVREL_WLC_CMD_INIT_LAPB_FLOW:
       return InitLAPBFlow();
+    case NUVREL_WLC_CMD_DEINIT:
+      DeInit();
+      return IsInitialized() ? -1 : 0;
     case NUVREL_WLC_CMD_APPLY_LINK_SETTINGS:
       return ApplyLinkSettings();
     case NUVREL_WLC_CMD_REVERT_LINK_SETTINGS:

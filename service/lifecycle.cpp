@@ -31,6 +31,7 @@ int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
       LOGD("WirelessLinkConfig service already initialized");
       status = 1;
     } else {
+      std::lock_guard<std::mutex> driverLock(mPolicyLock);
       if (mServiceClient == nullptr && !CreateDiscoveryClient()) {
         return -1;
       }
@@ -39,8 +40,7 @@ int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
         LOGE("[%s] Unable to get Network Interface Information", __func__);
         return -1;
       }
-      mInterfaceName.assign(info.interfaceName,
-                            strnlen(info.interfaceName, sizeof(info.interfaceName)));
+      mInterfaceName = TextIn(info.interfaceName);
       LOGD("[%s] Got Interface - %s", __func__, mInterfaceName.c_str());
       std::erase(mInterfaceName, ' ');
       LoadConfig();
@@ -60,6 +60,11 @@ int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
   }
   LOG_EXIT();
   return status;
+}
+
+bool WirelessLinkConfigService::IsInitialized() {
+  std::lock_guard<std::mutex> lock(mServiceLock);
+  return mInitialized;
 }
 
 bool WirelessLinkConfigService::CreateDiscoveryClient() {
@@ -84,8 +89,9 @@ bool WirelessLinkConfigService::CreateDiscoveryClient() {
 
 void WirelessLinkConfigService::DeInit() {
   std::lock_guard<std::mutex> lock(mServiceLock);
+  std::lock_guard<std::mutex> driverLock(mPolicyLock);
   if (mWpaClient != nullptr) {
-    ClearLAPBPolicies();
+    ClearLAPBPolicies(driverLock);
     mServiceIdMap.clear();
     mLapbSupported = false;
     mCmdReply.clear();

@@ -10,9 +10,11 @@
 // It starts no threads and runs every operation on its caller's. Results are 0 for success and -1
 // for failure unless said otherwise.
 //
-// Locks, always taken in this order: gLock, mServiceLock, mPolicyLock (and, at that same level, the
-// loader's and the configuration parser's own). OnPacket holds mServiceLock around each operation
-// that does not take it itself, so commands run one at a time on whatever threads they arrive.
+// Locks, always taken in this order: gLock, mServiceLock, mPolicyLock, and then the loader's or the
+// configuration parser's own. Packets may arrive on several threads: dispatch takes no lock, and
+// every operation takes its own. mPolicyLock is the driver's: whatever talks to the driver holds it
+// throughout, and Init and DeInit while they change what such an operation reads, so that one
+// exchange or wait never overlaps another and teardown waits for the one under way.
 #ifndef NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_
 #define NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_
 
@@ -54,36 +56,37 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   // Runs the command in `packet` and sends its status; returns that status, or -1 without a reply
   // when the packet names no connection. The reply may call back into OnPacket: no lock is held
   // then. The caller keeps a reference for as long as the call runs.
-  int32_t OnPacket(NuvrelPkt_t* packet) override EXCLUDES(mServiceLock);
+  int32_t OnPacket(NuvrelPkt_t* packet) override EXCLUDES(mServiceLock, mPolicyLock);
   void OnConnectionLost() override;
   // Makes the service ready for commands; 1 when it already was. `packet` is not read. What a
   // failed step left behind is used again by the next call.
-  int32_t Init(NuvrelPkt* packet) override EXCLUDES(mServiceLock);
+  int32_t Init(NuvrelPkt* packet) override EXCLUDES(mServiceLock, mPolicyLock);
   // Gives everything back; always completes, and may be called at any time.
-  void DeInit() override EXCLUDES(mServiceLock);
+  void DeInit() override EXCLUDES(mServiceLock, mPolicyLock);
   int32_t Reserved0() override;
   int32_t Reserved1() override;
 
   // Sends the status reply for `command`; a reply that cannot be sent is logged and forgotten.
-  void SendStatus(INuvrelConnection* connection, NUVREL_WLC_CMD command, int status);
+  void SendStatus(INuvrelConnection* connection, NUVREL_WLC_CMD command, int status)
+      EXCLUDES(gLock, mServiceLock, mPolicyLock);
 
   // --- config/
 
   // Reads the settings into mLinkConfig and builds mWpaCtrlPath; without a parser, drops the
   // settings.
-  void LoadConfig() REQUIRES(mServiceLock);
+  void LoadConfig() REQUIRES(mServiceLock, mPolicyLock);
 
   // --- link/: settings of the whole link
 
   // Put the driver into XR operation and back. Every step is tried, whatever became of the others.
-  int ApplyLinkSettings() REQUIRES(mServiceLock);
-  int RevertLinkSettings() REQUIRES(mServiceLock);
-  int ApplyWpaCliLinkConfiguration() REQUIRES(mServiceLock);
-  int RevertWpaCliLinkConfiguration() REQUIRES(mServiceLock);
+  int ApplyLinkSettings() EXCLUDES(mPolicyLock);
+  int RevertLinkSettings() EXCLUDES(mPolicyLock);
+  int ApplyWpaCliLinkConfiguration() REQUIRES(mPolicyLock);
+  int RevertWpaCliLinkConfiguration() REQUIRES(mPolicyLock);
   // Writes the unit_test_target node when disableRRA asks for it; needs mLinkConfig. -1 without a
-  // node directory or interface name, -EBADF when the node cannot be opened, sought or written,
+  // node directory or interface name, -EBADF when the node cannot be opened, seeked or written,
   // -EAGAIN when the driver says to try again.
-  int ApplySysfsLinkConfiguration() REQUIRES(mServiceLock);
+  int ApplySysfsLinkConfiguration() REQUIRES(mPolicyLock);
   // Nothing to revert: the driver keeps the values. Always 0.
   int RevertSysfsLinkConfiguration();
 
@@ -91,82 +94,84 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
 
   // Learns both IP addresses and the driver's service classes, and enables the operations below.
   // Waits at most 1500 ms for each driver message.
-  int InitLAPBFlow() REQUIRES(mServiceLock);
+  int InitLAPBFlow() EXCLUDES(mPolicyLock);
   // Adds the driver's service classes to mServiceIdMap.
-  int UpdateServiceIDMap() REQUIRES(mServiceLock);
+  int UpdateServiceIDMap() REQUIRES(mPolicyLock);
   // Appends capture group 1 of every match of `pattern` in `text` to `groups`; whether there was
   // one. A text longer than a supplicant's message (4096 bytes) is not searched.
   bool ExtractInfoFromResponse(std::vector<std::string>& groups, std::string text,
                                std::string pattern);
 
   // The lowest ID in 0 to 31 that no known service class has, or -1.
-  int AssignServiceID() REQUIRES(mServiceLock);
+  int AssignServiceID() REQUIRES(mPolicyLock);
   // Creates a driver service class. `serviceId` is written on success only.
   int CreateServiceClass(int defaultDscp, int specialDscp, unsigned int latency,
-                         unsigned char* serviceId) REQUIRES(mServiceLock, mPolicyLock);
+                         unsigned char* serviceId) REQUIRES(mPolicyLock);
 
   // Binds the UDP flow on `portNum` to the service class for `latency`, creating the class with the
   // DSCP values of the two ToS bytes if there is none. A port that has a policy is re-bound.
   int AddLAPBPolicy(int portNum, unsigned char splToS, unsigned char defToS, unsigned int latency)
-      REQUIRES(mServiceLock) EXCLUDES(mPolicyLock);
-  // Removes the policy of one port. No packet leads here; call it while no packet is being handled.
-  int DeleteLAPBFlowPolicy(int portNum) REQUIRES(mServiceLock) EXCLUDES(mPolicyLock);
+      EXCLUDES(mPolicyLock);
+  // Removes the policy of one port. No packet leads here.
+  int DeleteLAPBFlowPolicy(int portNum) EXCLUDES(mPolicyLock);
   // Removes every policy; -1 when the driver refused one, which is forgotten all the same.
-  int ClearLAPBPolicies() REQUIRES(mServiceLock) EXCLUDES(mPolicyLock);
+  int ClearLAPBPolicies() EXCLUDES(mPolicyLock);
 
  protected:
   // The operation behind `command`, with its parameters read from `request`.
-  int RunCommand(NUVREL_WLC_CMD command, NuvrelPkt& request) EXCLUDES(mServiceLock);
+  int RunCommand(NUVREL_WLC_CMD command, NuvrelPkt& request) EXCLUDES(mServiceLock, mPolicyLock);
+  bool IsInitialized() EXCLUDES(mServiceLock);
   // Fills mServiceClient from the service client library, which then stays mapped for good.
-  bool CreateDiscoveryClient() REQUIRES(mServiceLock);
+  bool CreateDiscoveryClient() REQUIRES(mServiceLock, mPolicyLock);
   // The command exchange: formats one driver command into mCmdBuf, cut at 511 characters, and sends
   // it. Needs mWpaClient. The answer replaces `reply`; a negative result means that it is not to be
   // read. Logs nothing and never tries again.
   int ExecuteDriverCommand(std::string& reply, const char* format, ...)
-      __attribute__((format(printf, 3, 4))) REQUIRES(mServiceLock);
+      __attribute__((format(printf, 3, 4))) REQUIRES(mPolicyLock);
+  // The public operation, for DeInit: it goes on holding the lock, so that no policy comes after.
+  int ClearLAPBPolicies(const std::lock_guard<std::mutex>& held) REQUIRES(mPolicyLock);
 
   // --- service/: the instance, there while the count is 1 or more; guarded by gLock
   static WirelessLinkConfigService* gWLConfigService GUARDED_BY(gLock);
   static int32_t gRefCount GUARDED_BY(gLock);
   static std::mutex gLock;
 
-  // --- given to the constructor, borrowed, never changed
-  nuvrel::ConfigParser* mConfigParser;
-  INuvrelConnection* mConnection;  // kept for the framework: replies go to each packet's own
+  // --- given to the constructor, borrowed
+  nuvrel::ConfigParser* const mConfigParser;
+  INuvrelConnection* const mConnection;  // kept for the framework: replies go to each packet's own
 
-  // --- service/: lifecycle; guarded by mServiceLock
+  // --- service/: lifecycle
   bool mInitialized GUARDED_BY(mServiceLock) = false;
-  std::mutex mServiceLock;  // a whole Init or DeInit, or any other whole command of OnPacket
-  std::mutex mPolicyLock;   // a whole flow policy operation, its driver commands included
-  LibraryLoader mLibLoader;
-  WpaCliWrapper* mWpaClient GUARDED_BY(mServiceLock) = nullptr;      // the wrapper library's
-  ServiceClient* mServiceClient GUARDED_BY(mServiceLock) = nullptr;  // the client library's
+  std::mutex mServiceLock ACQUIRED_AFTER(gLock);        // a whole Init or DeInit
+  std::mutex mPolicyLock ACQUIRED_AFTER(mServiceLock);  // a whole operation on the driver
+  LibraryLoader mLibLoader GUARDED_BY(mServiceLock);
+  WpaCliWrapper* mWpaClient GUARDED_BY(mPolicyLock) = nullptr;      // the wrapper library's
+  ServiceClient* mServiceClient GUARDED_BY(mPolicyLock) = nullptr;  // the client library's
 
-  // --- config/: guarded by mServiceLock
-  std::string mWpaCtrlPath GUARDED_BY(mServiceLock);
+  // --- config/
+  std::string mWpaCtrlPath GUARDED_BY(mPolicyLock);
 
-  // --- link/: the command exchange; guarded by mServiceLock
-  std::string mCmdReply GUARDED_BY(mServiceLock);  // last answer to a flow policy operation
-  char mCmdBuf[512] GUARDED_BY(mServiceLock);      // cleared before each use
+  // --- link/: the command exchange
+  std::string mCmdReply GUARDED_BY(mPolicyLock);  // last answer to a flow policy operation
+  char mCmdBuf[512] GUARDED_BY(mPolicyLock);      // cleared before each use
 
-  // --- config/: guarded by mServiceLock
-  std::unique_ptr<LinkConfiguration> mLinkConfig GUARDED_BY(mServiceLock);
+  // --- config/
+  std::unique_ptr<LinkConfiguration> mLinkConfig GUARDED_BY(mPolicyLock);
 
-  // --- link/: guarded by mServiceLock
-  std::string mUnitTestTargetValue
-      GUARDED_BY(mServiceLock);  // last value written to the sysfs node
+  // --- link/
+  std::string mUnitTestTargetValue GUARDED_BY(mPolicyLock);  // last value written to the sysfs node
 
-  // --- service/ (the name), lapb/ (the addresses): guarded by mServiceLock
-  std::string mInterfaceName GUARDED_BY(mServiceLock);
-  std::string mSelfIpAddress GUARDED_BY(mServiceLock);
-  std::string mPeerIpAddress GUARDED_BY(mServiceLock);
+  // --- service/ (the name), lapb/ (the addresses)
+  std::string mInterfaceName GUARDED_BY(mPolicyLock);
+  std::string mSelfIpAddress GUARDED_BY(mPolicyLock);
+  std::string mPeerIpAddress GUARDED_BY(mPolicyLock);
 
   // --- lapb/
-  // Service class ID by buffer latency tolerance; guarded by mServiceLock.
-  std::unordered_map<uint32_t, uint8_t> mServiceIdMap GUARDED_BY(mServiceLock);
-  // Policy cookie by UDP port; guarded by mPolicyLock.
+  // Service class ID by buffer latency tolerance.
+  std::unordered_map<uint32_t, uint8_t> mServiceIdMap GUARDED_BY(mPolicyLock);
+  // Policy cookie by UDP port.
   std::unordered_map<int, std::string> mLapbPolicies GUARDED_BY(mPolicyLock);
-  bool mLapbSupported GUARDED_BY(mServiceLock) = false;
+  bool mLapbSupported GUARDED_BY(mPolicyLock) = false;
 };
 
 extern "C" {

@@ -26,7 +26,6 @@ struct LoaderUnderTest : LibraryLoader {
 struct ServiceUnderTest : WirelessLinkConfigService {
   using WirelessLinkConfigService::mCmdBuf;
   using WirelessLinkConfigService::mCmdReply;
-  using WirelessLinkConfigService::mConfigParser;
   using WirelessLinkConfigService::mInitialized;
   using WirelessLinkConfigService::mInterfaceName;
   using WirelessLinkConfigService::mLapbPolicies;

@@ -71,6 +71,7 @@ class Player : Rig {
   int Perform(const std::string& line);
   int Say(const std::string& messages);
   int TakeAllIds();
+  int NoParser();
   int PlaceNode(const std::string& kind);
   // "~" lines for what has changed since the last call.
   std::string State();
@@ -148,7 +149,7 @@ int Player::Perform(const std::string& line) {
       {"text", [&] { return words >> key >> parser.mStrings[kKeys + key], 0; }},
       {"number", [&] { return words >> key >> parser.mIntegers[kKeys + key], 0; }},
       {"forget-settings", [&] { return parser.mStrings.clear(), parser.mIntegers.clear(), 0; }},
-      {"no-parser", [&] { return service.mConfigParser = nullptr, 0; }},
+      {"no-parser", [&] { return NoParser(); }},
       {"load", [&] { return service.LoadConfig(), 0; }},
       {"sysfs", [&] { return service.ApplySysfsLinkConfiguration(); }},
       {"delete", [&] { return service.DeleteLAPBFlowPolicy(std::stoi(rest)); }},
@@ -174,6 +175,14 @@ int Player::TakeAllIds() {
   for (uint8_t id = 0; id < 32; ++id) {
     service.mServiceIdMap[1000U + id] = id;
   }
+  return 0;
+}
+
+// Another service in this one's place: one without a parser, but with settings.
+int Player::NoParser() {
+  std::destroy_at(&service);
+  std::construct_at(&service, nullptr, nullptr);
+  service.mLinkConfig = std::make_unique<LinkConfiguration>();
   return 0;
 }
 
