@@ -1,13 +1,15 @@
 // The nine settings of the service, with the values that hold where the configuration is silent.
 //
-// They come from the framework's configuration object, under "nuvrel.services.wirelesslinkconfig."
-// and the name of the field, and reach the driver as they are: wlanXRLatencyMode = 2 is sent as
+// They come from the framework's configuration object, where the key of each is kSettingPrefix and
+// the name of the field, and reach the driver as they are: wlanXRLatencyMode = 2 is sent as
 // DRIVER SET_LATENCY_MODE 2. Nothing checks them on the way.
 #ifndef NUVREL_CONFIG_LINK_CONFIGURATION_H_
 #define NUVREL_CONFIG_LINK_CONFIGURATION_H_
 
 #include <cstdint>
 #include <string>
+
+inline constexpr char kSettingPrefix[] = "nuvrel.services.wirelesslinkconfig.";
 
 struct LinkConfiguration {
   std::string wpaifPath;               // directory of the supplicant's control sockets
@@ -20,5 +22,20 @@ struct LinkConfiguration {
   bool disableRRA = false;             // write the driver's unit_test_target node on apply
   std::string wlanUnitTestTargetNode;  // directory above <interface>/unit_test_target
 };
+
+// Calls visit(name, field) for each setting, in the order in which the service looks them up. The
+// field is a std::string, an int32_t or a bool.
+template <typename Visit>
+void ForEachSetting(LinkConfiguration& config, Visit visit) {
+  visit("wpaifPath", config.wpaifPath);
+  visit("wlanXRLatencyMode", config.wlanXRLatencyMode);
+  visit("wlanNormalLatencyMode", config.wlanNormalLatencyMode);
+  visit("wlanEnableTsf", config.wlanEnableTsf);
+  visit("wlanTsfSyncInterval", config.wlanTsfSyncInterval);
+  visit("wlanSetRatemask", config.wlanSetRatemask);
+  visit("wlanOriginalRatemask", config.wlanOriginalRatemask);
+  visit("disableRRA", config.disableRRA);
+  visit("wlanUnitTestTargetNode", config.wlanUnitTestTargetNode);
+}
 
 #endif  // NUVREL_CONFIG_LINK_CONFIGURATION_H_

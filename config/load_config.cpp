@@ -1,5 +1,6 @@
 // Reading the settings from the framework's configuration object.
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "framework/config_parser.h"
@@ -7,16 +8,6 @@
 #include "service/wireless_link_config_service.h"
 
 namespace {
-
-// Overwrites `field` with the setting `name`, or leaves it as it is when the parser does not hold
-// it.
-template <typename T>
-void Read(nuvrel::ConfigParser& parser, const char* name, T& field) {
-  T value{};
-  if (parser.getProperty(std::string("nuvrel.services.wirelesslinkconfig.") + name, value) == 0) {
-    field = std::move(value);
-  }
-}
 
 const char* Text(bool value) { return value ? "true" : "false"; }
 
@@ -32,15 +23,12 @@ void WirelessLinkConfigService::LoadConfig() {
     mLinkConfig = std::make_unique<LinkConfiguration>();
   }
   LinkConfiguration& config = *mLinkConfig;
-  Read(*mConfigParser, "wpaifPath", config.wpaifPath);
-  Read(*mConfigParser, "wlanXRLatencyMode", config.wlanXRLatencyMode);
-  Read(*mConfigParser, "wlanNormalLatencyMode", config.wlanNormalLatencyMode);
-  Read(*mConfigParser, "wlanEnableTsf", config.wlanEnableTsf);
-  Read(*mConfigParser, "wlanTsfSyncInterval", config.wlanTsfSyncInterval);
-  Read(*mConfigParser, "wlanSetRatemask", config.wlanSetRatemask);
-  Read(*mConfigParser, "wlanOriginalRatemask", config.wlanOriginalRatemask);
-  Read(*mConfigParser, "disableRRA", config.disableRRA);
-  Read(*mConfigParser, "wlanUnitTestTargetNode", config.wlanUnitTestTargetNode);
+  ForEachSetting(config, [this](const char* name, auto& field) {
+    std::decay_t<decltype(field)> value{};
+    if (mConfigParser->getProperty(std::string(kSettingPrefix) + name, value) == 0) {
+      field = std::move(value);
+    }
+  });
 
   mWpaCtrlPath = config.wpaifPath + "/" + mInterfaceName;
 
