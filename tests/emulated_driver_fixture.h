@@ -62,15 +62,14 @@ class EmulatedDriverTest : public testing::Test {
     std::filesystem::remove_all(mDirectory);
   }
   void StartDriver(const std::vector<std::string>& faults = {}) {
-    std::string error;
     mOptions.directory = mDirectory;
     mOptions.interface = "wlan0";
     mOptions.faults.clear();
     for (const std::string& rule : faults) {
-      mOptions.faults.push_back(ParseFaultRule(rule, &error).value());
+      mOptions.faults.push_back(ParseFaultRule(rule));
     }
     mDriver.emplace(mOptions);
-    ASSERT_TRUE(mDriver->Start(&error)) << error;
+    mDriver->Start();
   }
   Client NewClient() const { return Client(mDriver->SocketPath()); }
 

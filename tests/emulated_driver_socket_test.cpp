@@ -1,4 +1,5 @@
 // The emulated driver behind its control socket, talked to by plain datagram clients.
+#include "host/refusal.h"
 #include "tests/emulated_driver_fixture.h"
 
 namespace host {
@@ -55,26 +56,25 @@ TEST_F(EmulatedDriverTest, StartsAtAFreePlaceOrADeadOwnersOnly) {
   StartDriver();
   std::filesystem::create_directory(mDirectory + "/folder");
   const std::string cases[][3] = {
-      {mDirectory, "wlan0", mDirectory + "/wlan0 is in use"},
+      {mDirectory, "wlan0", "in use: stop"},
       {mDirectory + "/none", "wlan0", "the directory must exist"},
-      {mDirectory, "folder", "is a file of another kind"},
+      {mDirectory, "folder", "in use: stop"},
       {mDirectory, "../wlan0", "is no interface name"},
       {mDirectory + "/" + std::string(107, 'a'), "wlan0", "use a shorter directory"}};
-  std::string error;
   for (const auto& [directory, interface, part] : cases) {
     mOptions.directory = directory;
     mOptions.interface = interface;
-    EXPECT_FALSE(EmulatedDriver(mOptions).Start(&error)) << directory;
-    EXPECT_THAT(error, testing::HasSubstr(part));
+    EXPECT_THAT([&] { EmulatedDriver(mOptions).Start(); },
+                testing::ThrowsMessage<Refusal>(testing::HasSubstr(part)));
   }
-  EXPECT_FALSE(mDriver->Start(&error)) << "serves already";
+  EXPECT_THROW(mDriver->Start(), Refusal) << "serves already";
   EXPECT_EQ(NewClient().Ask("DRIVER SET_LATENCY_MODE 7"), "OK\n");
   const std::string path = mDriver->SocketPath();
   std::filesystem::create_hard_link(path, path + "-dead");
   mDriver->Stop();
   EXPECT_FALSE(std::filesystem::exists(path));
   std::filesystem::rename(path + "-dead", path);
-  ASSERT_TRUE(mDriver->Start(&error)) << error;
+  mDriver->Start();
   EXPECT_THAT(NewClient().Ask("STATUS"), testing::StartsWith("latency_mode=7\n"));
 }
 

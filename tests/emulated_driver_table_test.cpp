@@ -8,6 +8,7 @@
 
 #include "host/emulated_driver/driver_model.h"
 #include "host/emulated_driver/fault_rule.h"
+#include "host/refusal.h"
 
 namespace host {
 namespace {
@@ -73,18 +74,19 @@ std::vector<std::string> Split(const std::string& text) {
   return parts;
 }
 
-// The error of a rule, or what becomes of each command and how often each rule fired.
+// "refused", or what becomes of each command and how often each rule fired.
 std::string PlayRules(const std::string& line) {
   const size_t bar = line.find(" | ");
   std::vector<FaultRule> parsed;
-  std::string outcome;
-  for (const std::string& rule : Split(line.substr(0, bar))) {
-    parsed.push_back(ParseFaultRule(rule, &outcome).value_or(FaultRule{}));
-  }
-  if (!outcome.empty()) {
-    return outcome + "\n";
+  try {
+    for (const std::string& rule : Split(line.substr(0, bar))) {
+      parsed.push_back(ParseFaultRule(rule));
+    }
+  } catch (const Refusal&) {
+    return "refused\n";
   }
   FaultPlan plan(parsed);
+  std::string outcome;
   for (const std::string& command : Split(line.substr(bar + 3))) {
     const CommandFault fault = plan.OnCommand(command);
     outcome += fault.refused ? "fail" : fault.answered ? fault.reply.value_or("ok") : "drop";
@@ -104,8 +106,7 @@ TEST(FaultRule, GarblesBehindThePrefixTheSameWayForANumber) {
   const std::string sent = "<3>SVC-EVENT: (header) (0, 10, 46, 40) (1, 20, 46, 40)";
   std::string messages[] = {sent, sent};
   for (std::string& message : messages) {
-    std::string error;
-    FaultPlan({ParseFaultRule("events:garble=7", &error).value()}).OnEvent(message);
+    FaultPlan({ParseFaultRule("events:garble=7")}).OnEvent(message);
   }
   EXPECT_NE(messages[0], sent);
   EXPECT_EQ(messages[0], messages[1]);

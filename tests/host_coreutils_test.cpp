@@ -6,13 +6,16 @@
 #include <cstdio>
 #include <fstream>
 
+#include "config/link_configuration.h"
 #include "framework/log_level.h"
-#include "host/coreutils/settings.h"
 #include "host/coreutils/toml_config.h"
+#include "host/refusal.h"
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 const std::string kHeading = "[nuvrel.services.wirelesslinkconfig]\n";
@@ -43,9 +46,10 @@ TEST_F(TomlConfigTest, LookupsReadTheirOwnTableAndLogWhatTheyFound) {
   __android_log_set_logger([](const __android_logger_data* line, const char* message) {
     gLogged += std::to_string(line->priority) + " " + message;
   });
-  ASSERT_FALSE(
+  const auto problems =
       mConfig.Load(Write("Mask = '0xAbÄ'\nctrlPath = '/Run'\nwide = 4294967298\nyes = true\n"
-                         "high = 4294967296\ndate = 2020-01-01\n[a]\nb.c = 0\n")));
+                         "high = 4294967296\ndate = 2020-01-01\n[a]\nb.c = 0\n"));
+  ASSERT_THAT(problems, IsEmpty());
   const std::string text = "old";
   EXPECT_EQ(Find("mask", text), "0 0xabÄ ") << "the mask is clear";
   mConfig.SetLogMask(kNuvrelLogInfo);
@@ -61,16 +65,16 @@ TEST_F(TomlConfigTest, LookupsReadTheirOwnTableAndLogWhatTheyFound) {
   EXPECT_EQ(Find("date", text), "-1 old ");
 }
 
-TEST_F(TomlConfigTest, WrongFileGivesOneLineAndLoadsNothing) {
+TEST_F(TomlConfigTest, WrongLineIsAProblemAndSetsNothing) {
   std::ifstream cases(HOST_CONFIG_REFUSALS);
   int refusals = 0;
   std::string text = kHeading;
   for (std::string line; std::getline(cases, line);) {
     if (line.starts_with("-> ")) {
-      const auto found = mConfig.Load(Write(text));
-      ASSERT_TRUE(found) << text;
-      EXPECT_THAT(found->message, StartsWith(mFile + line.substr(3)));
-      EXPECT_EQ(found->message.find('\n'), std::string::npos) << found->message;
+      const auto problems = host::TomlConfig().Load(Write(text));
+      ASSERT_THAT(problems, Not(IsEmpty())) << text;
+      EXPECT_THAT(problems.front(), StartsWith(mFile + line.substr(3)));
+      EXPECT_EQ(problems.front().find('\n'), std::string::npos) << problems.front();
       ++refusals;
       text = kHeading;
     } else if (!line.starts_with("#")) {
@@ -78,22 +82,31 @@ TEST_F(TomlConfigTest, WrongFileGivesOneLineAndLoadsNothing) {
     }
   }
   EXPECT_GT(refusals, 0) << HOST_CONFIG_REFUSALS;
-  EXPECT_EQ(mConfig.OriginOf(host::SettingKey("wlanEnableTsf")), "")
-      << "right, but in a wrong file";
+  const std::string key = std::string(kSettingPrefix) + "wlanEnableTsf";
+  EXPECT_THAT(mConfig.Load(Write(kHeading + "wlanEnableTsf = 1\nwlanXRLatencyMode = 7")),
+              ElementsAre(mFile + ":2: wlanEnableTsf: expected boolean, found integer"));
+  EXPECT_EQ(mConfig.OriginOf(key), "");
+  EXPECT_EQ(Find(std::string(kSettingPrefix) + "wlanXRLatencyMode", 2), "0 7 ");
 }
 
 TEST_F(TomlConfigTest, FileThatIsNoConfigurationIsRefused) {
-  EXPECT_EQ(mConfig.Load(Write("x = 1\n" + std::string(4093, 'a') + " = 1"))->message,
-            mFile + ":2: the line is longer than 4096 bytes");
-  EXPECT_EQ(mConfig.Load("/tmp")->message, "/tmp: cannot be read: Is a directory");
-  EXPECT_THAT(mConfig.Load("/dev/zero")->message, HasSubstr("larger than 1 MiB"));
-  EXPECT_THAT(mConfig.Load(Write("nuvrel.services = 1"))->message,
-              HasSubstr(":1: services: expected a table, found an integer"));
+  const std::string cases[][2] = {
+      {Write("x = 1\n" + std::string(4093, 'a') + " = 1"),
+       mFile + ":2: the line is longer than 4096 bytes"},
+      {"/tmp", "/tmp: cannot be read: Is a directory"},
+      {"/dev/zero", "/dev/zero:1: the line is longer"},
+      {"/tmp/no-such-file", "/tmp/no-such-file: cannot be opened: No such file"}};
+  for (const auto& [file, text] : cases) {
+    EXPECT_THAT([&] { mConfig.Load(file); },
+                testing::ThrowsMessage<host::Refusal>(StartsWith(text)));
+  }
+  EXPECT_THAT(mConfig.Load(Write("nuvrel.services = 1")),
+              ElementsAre(HasSubstr(":1: services: expected table, found integer")));
 }
 
 TEST_F(TomlConfigTest, KeyHasOneValueAndItsOrigin) {
-  mConfig.SetInteger("A.Path", 1, "nowhere");
-  mConfig.SetText("a.path", "/Run", "--ctrl-dir");
+  mConfig.Set("A.Path", 1, "nowhere");
+  mConfig.Set("a.path", "/Run", "--ctrl-dir");
   EXPECT_EQ(mConfig.OriginOf("A.path"), "--ctrl-dir");
   EXPECT_EQ(Find("a.path", 7), "-1 7 ");
 }

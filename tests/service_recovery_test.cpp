@@ -81,8 +81,7 @@ class Recovery : public testing::Test, public INuvrelConnection {
     options.directory = mDirectory;
     options.interface = "wlan0";
     auto driver = std::make_unique<EmulatedDriver>(options);
-    std::string error;
-    EXPECT_TRUE(driver->Start(&error)) << error;
+    driver->Start();
     return driver;
   }
 
@@ -145,9 +144,8 @@ TEST_F(Recovery, DriverLetsDiscoveryDown) {
   for (uint32_t id = 0; id < 300; ++id) {
     drivers[0].serviceClasses.push_back({id, 1000 + id, 0, 0});
   }
-  std::string error;
   for (const char* rule : {"SERVICE_CLASS_SHOW:drop@1", "events:delay=1600x2"}) {
-    drivers.emplace_back().faults.push_back(host::ParseFaultRule(rule, &error).value());
+    drivers.emplace_back().faults.push_back(host::ParseFaultRule(rule));
   }
   for (const EmulatedDriverOptions& options : drivers) {
     auto driver = StartDriver(options);

@@ -1,48 +1,151 @@
 #include "host/coreutils/toml_config.h"
 
+#define TOML_HEADER_ONLY 1
+#define TOML_EXCEPTIONS 0
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <type_traits>
+
+#include "config/link_configuration.h"
 #include "host/coreutils/lower_case.h"
+#include "host/refusal.h"
 
 namespace host {
+namespace {
 
-std::optional<ConfigProblem> TomlConfig::Load(const std::string& file) {
-  const TomlFile content = ReadTomlFile(file);
-  if (!content.problems.empty()) {
-    return content.problems.front();
+// Dotted keys nest on one line, and toml++ frees nested tables by recursion: longer lines overflow
+// the stack.
+constexpr size_t kMaxLineBytes = 4096;
+
+std::string ReadText(const std::string& file) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "rb"),
+                                                               &std::fclose);
+  if (!stream) {
+    throw Refusal("{}: cannot be opened: {}", file, std::strerror(errno));
   }
-  Add(file, content);
-  return std::nullopt;
+  std::string text;
+  size_t lineBegin = 0;
+  for (int c = 0; (c = std::getc(stream.get())) != EOF;) {
+    text += static_cast<char>(c);
+    lineBegin = c == '\n' ? text.size() : lineBegin;
+    if (text.size() - lineBegin > kMaxLineBytes) {
+      throw Refusal("{}:{}: the line is longer than {} bytes", file,
+                    1 + std::count(text.begin(), text.end(), '\n'), kMaxLineBytes);
+    }
+  }
+  if (std::ferror(stream.get()) != 0) {
+    throw Refusal("{}: cannot be read: {}", file, std::strerror(errno));
+  }
+  return text;
 }
 
-std::vector<ConfigProblem> TomlConfig::LoadWhatIsRight(const std::string& file) {
-  TomlFile content = ReadTomlFile(file);
-  Add(file, content);
-  return content.problems;
+std::string NameOf(toml::node_type type) { return (std::ostringstream() << type).str(); }
+
+// What is wrong with `node` as the value of the setting `flatKey`; empty when nothing is.
+std::string WrongSetting(const std::string& flatKey, const toml::node& node) {
+  std::string wrong = "not a setting of the service";
+  LinkConfiguration fields;
+  ForEachSetting(fields, [&](const char* name, auto& field) {
+    using Field = std::decay_t<decltype(field)>;
+    using Type = std::conditional_t<std::is_same_v<Field, int32_t>, int64_t, Field>;
+    if (LowerCase(std::string(kSettingPrefix) + name) != flatKey) {
+      return;
+    }
+    const auto value = node.value_exact<Type>();
+    if (!value) {
+      wrong = fmt::format("expected {}, found {}", NameOf(toml::impl::node_type_of<Type>),
+                          NameOf(node.type()));
+    } else if (*value != static_cast<Type>(static_cast<Field>(*value))) {
+      wrong = fmt::format("{} is out of range, -2147483648 to 2147483647", *value);
+    } else {
+      wrong.clear();
+    }
+  });
+  return wrong;
 }
 
-void TomlConfig::Add(const std::string& file, const TomlFile& content) {
-  const auto origin = [&](const std::string& key) {
-    return file + ":" + std::to_string(content.lines.at(key));
-  };
-  for (const auto& [key, value] : content.integers) {
-    SetInteger(key, value, origin(key));
+// One walk through a parsed file: sets what is right in the configuration, keeps what is wrong.
+class Walk {
+ public:
+  Walk(const std::string& file, TomlConfig& config) : mFile(file), mConfig(config) {}
+
+  void Through(const toml::table& table, const std::string& prefix) {
+    for (const auto& [key, node] : table) {
+      const uint32_t line = key.source().begin.line;
+      const std::string flatKey = prefix + LowerCase(std::string(key.str()));
+      const std::string origin = fmt::format("{}:{}", mFile, line);
+      if (node.is_table() && !flatKey.starts_with(kSettingPrefix)) {
+        Through(*node.as_table(), flatKey + ".");
+      } else if (const std::string wrong = Wrong(flatKey, node); !wrong.empty()) {
+        mProblems.emplace(line, fmt::format("{}: {}: {}", origin, key.str(), wrong));
+      } else if (node.is_string()) {
+        mConfig.Set(flatKey, node.as_string()->get(), origin);
+      } else if (node.is_integer() || node.is_boolean()) {
+        mConfig.Set(flatKey, *node.value<int64_t>(), origin);
+      }
+    }
   }
-  for (const auto& [key, value] : content.strings) {
-    SetText(key, value, origin(key));
+
+  // In the order of the lines, each on one line, whatever a quoted key holds.
+  std::vector<std::string> Problems() const {
+    std::vector<std::string> problems;
+    for (const auto& [line, problem] : mProblems) {
+      std::string& text = problems.emplace_back(problem);
+      std::replace_if(
+          text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
+    }
+    return problems;
   }
+
+ private:
+  std::string Wrong(const std::string& flatKey, const toml::node& node) const {
+    const std::string earlier = mConfig.OriginOf(flatKey);
+    if (earlier.starts_with(mFile + ":")) {
+      return fmt::format("line {} sets the same key; case is ignored",
+                         earlier.substr(mFile.size() + 1));
+    }
+    if (flatKey.starts_with(kSettingPrefix)) {
+      return WrongSetting(flatKey, node);
+    }
+    const bool leadsToService = std::string(kSettingPrefix).starts_with(flatKey + ".");
+    return leadsToService ? "expected table, found " + NameOf(node.type()) : "";
+  }
+
+  const std::string& mFile;
+  TomlConfig& mConfig;
+  std::multimap<uint32_t, std::string> mProblems;  // by line
+};
+
+}  // namespace
+
+std::vector<std::string> TomlConfig::Load(const std::string& file) {
+  const toml::parse_result parsed = toml::parse(ReadText(file), file);
+  if (!parsed) {
+    const toml::parse_error& error = parsed.error();
+    return {fmt::format("{}:{}: {}", file, error.source().begin.line, error.description())};
+  }
+  Walk walk(file, *this);
+  walk.Through(parsed.table(), "");
+  return walk.Problems();
 }
 
-void TomlConfig::SetInteger(const std::string& key, int64_t value, const std::string& origin) {
-  const std::string lowerKey = LowerCase(key);
+void TomlConfig::Set(const std::string& key, int64_t value, const std::string& origin) {
   const std::lock_guard<std::mutex> lock(mMutex);
+  const std::string lowerKey = LowerCase(key);
   mIntegers[lowerKey] = value;
   mStrings.erase(lowerKey);
   mOrigins[lowerKey] = origin;
 }
 
-void TomlConfig::SetText(const std::string& key, const std::string& value,
-                         const std::string& origin) {
-  const std::string lowerKey = LowerCase(key);
+void TomlConfig::Set(const std::string& key, const std::string& value, const std::string& origin) {
   const std::lock_guard<std::mutex> lock(mMutex);
+  const std::string lowerKey = LowerCase(key);
   mStrings[lowerKey] = value;
   mIntegers.erase(lowerKey);
   mOrigins[lowerKey] = origin;
@@ -51,7 +154,19 @@ void TomlConfig::SetText(const std::string& key, const std::string& value,
 std::string TomlConfig::OriginOf(const std::string& key) {
   const std::lock_guard<std::mutex> lock(mMutex);
   const auto found = mOrigins.find(LowerCase(key));
-  return found == mOrigins.end() ? std::string() : found->second;
+  return found == mOrigins.end() ? "" : found->second;
+}
+
+std::string TomlConfig::TextAsSet(const std::string& key) {
+  const std::lock_guard<std::mutex> lock(mMutex);
+  const auto found = mStrings.find(LowerCase(key));
+  return found == mStrings.end() ? "" : found->second;
+}
+
+bool TomlConfig::HoldsAny(const std::string& prefix) {
+  const std::lock_guard<std::mutex> lock(mMutex);
+  const auto first = mOrigins.lower_bound(prefix);
+  return first != mOrigins.end() && first->first.starts_with(prefix);
 }
 
 void TomlConfig::SetLogMask(uint32_t mask) {

@@ -1,50 +1,47 @@
 // The configuration object of a workstation: the framework's lookups, filled from a TOML file.
 //
-//   host::TomlConfig config;
-//   if (const auto problem = config.Load("demo.toml")) { complain(problem->message); }
-//   config.SetText(host::SettingKey("wpaifPath"), "/run/wpa_supplicant", "--ctrl-dir");
-//   params.configParser = &config;
+//   demo.toml, line 7: wlanXRLatencyMode = "two"   under [nuvrel.services.wirelesslinkconfig]
+//   gives the problem: demo.toml:7: wlanXRLatencyMode: expected integer, found string
 //
-// See toml_file.h for what a file may hold. Every call takes the object's mutex, as the lookups do.
+// Nested tables become keys with dots. Integers, booleans and strings are kept, other values of
+// other tables are ignored; the service's own table may hold only its nine settings, each in its
+// type. Limits: 4096 bytes a line, integers of the settings 32 bits.
 #ifndef NUVREL_HOST_COREUTILS_TOML_CONFIG_H_
 #define NUVREL_HOST_COREUTILS_TOML_CONFIG_H_
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "framework/config_parser.h"
-#include "host/coreutils/toml_file.h"
+#include "framework/thread_annotations.h"
 
 namespace host {
 
+// Any thread may call these; each holds mMutex, as the lookups do.
 class TomlConfig : public nuvrel::ConfigParser {
  public:
-  // Adds the values of `file`, replacing those of equal keys. With any problem in the file nothing
-  // is added, and the first one is returned.
-  std::optional<ConfigProblem> Load(const std::string& file);
+  // Adds what is right in `file` and returns what is wrong, one line for each problem, in the order
+  // of the file. Throws a Refusal when the file cannot be read.
+  std::vector<std::string> Load(const std::string& file);
 
-  // Adds what is right in `file`, and returns every problem in the order of the lines.
-  std::vector<ConfigProblem> LoadWhatIsRight(const std::string& file);
+  // Sets one value from elsewhere, replacing a value of either type. `origin` is for OriginOf.
+  void Set(const std::string& key, int64_t value, const std::string& origin);
+  void Set(const std::string& key, const std::string& value, const std::string& origin);
 
-  // Sets one value from elsewhere. `origin` is what OriginOf then says, such as "--ctrl-dir".
-  // A key holds one value: setting it as a text removes it as a number, and the other way round.
-  void SetInteger(const std::string& key, int64_t value, const std::string& origin);
-  void SetText(const std::string& key, const std::string& value, const std::string& origin);
-
-  // "demo.toml:7", or the origin given to SetInteger or SetText, or "" when the key has no value.
-  // The key's case does not matter.
+  // "demo.toml:7", or the origin given to Set, or "" when the key has no value.
   std::string OriginOf(const std::string& key);
+  // The text as it was set, with its capitals, which a lookup may change; "" when there is none.
+  std::string TextAsSet(const std::string& key);
+  // Whether any key begins with `prefix`.
+  bool HoldsAny(const std::string& prefix);
 
   // Bit kNuvrelLogInfo: one INFO line for each successful lookup.
   void SetLogMask(uint32_t mask);
 
  private:
-  void Add(const std::string& file, const TomlFile& content);
-
-  std::map<std::string, std::string> mOrigins;  // by lower-case key
+  std::map<std::string, std::string> mOrigins GUARDED_BY(mMutex);  // by lower-case key
 };
 
 }  // namespace host

@@ -13,6 +13,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "host/refusal.h"
+
 namespace host {
 namespace {
 
@@ -33,11 +35,10 @@ sockaddr_un AddressOf(const std::string& path) {
 
 int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
 
-// Why the file at `path` must stay; empty when it is the socket of an owner that has died.
-std::string WhyKept(const std::string& path) {
+bool IsDeadSocket(const std::string& path) {
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
-    return "is a file of another kind: remove it";
+    return false;
   }
   const int probe = OpenDatagramSocket();
   const sockaddr_un address = AddressOf(path);
@@ -45,65 +46,38 @@ std::string WhyKept(const std::string& path) {
       connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 &&
       errno == ECONNREFUSED;
   close(probe);
-  return refused ? "" : "is in use: stop its owner";
+  return refused;
 }
-
-std::string ErrorText() { return std::strerror(errno); }
 
 }  // namespace
 
 ControlSocket::~ControlSocket() { Close(); }
 
-bool ControlSocket::Open(const std::string& directory, const std::string& interface,
-                         std::string* error) {
+void ControlSocket::Open(const std::string& directory, const std::string& interface) {
   const std::string path = directory + "/" + interface;
   if (!IsFileName(interface)) {
-    *error = "interface \"" + interface + "\" is no interface name: give one such as wlan0";
-    return false;
+    throw Refusal("interface \"{}\" is no interface name: give one such as wlan0", interface);
   }
   if (path.size() > kMaxPath) {
-    *error = "control socket " + path + ": the path has " + std::to_string(path.size()) +
-             " bytes, a socket's may have " + std::to_string(kMaxPath) +
-             ": use a shorter directory";
-    return false;
+    throw Refusal(
+        "control socket {}: the path has {} bytes, a socket's may have {}: use a shorter "
+        "directory",
+        path, path.size(), kMaxPath);
   }
   Close();
   mDescriptor = OpenDatagramSocket();
-  if (mDescriptor < 0) {
-    *error = "control socket " + path + ": cannot open a socket: " + ErrorText();
-    return false;
+  if (IsDeadSocket(path)) {
+    unlink(path.c_str());
+  }
+  const sockaddr_un address = AddressOf(path);
+  if (bind(mDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    throw Refusal(
+        "control socket {}: {}", path,
+        errno == EADDRINUSE
+            ? "in use: stop its owner, or choose another directory or interface"
+            : fmt::format("{}: the directory must exist and be writable", std::strerror(errno)));
   }
   mPath = path;
-  if (Bind(error)) {
-    return true;
-  }
-  mPath.clear();
-  Close();
-  return false;
-}
-
-bool ControlSocket::Bind(std::string* error) {
-  const sockaddr_un address = AddressOf(mPath);
-  const auto bindOnce = [&] {
-    return bind(mDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-  };
-  if (bindOnce()) {
-    return true;
-  }
-  if (errno == EADDRINUSE) {
-    const std::string why = WhyKept(mPath);
-    if (!why.empty()) {
-      *error = "control socket " + mPath + " " + why + ", or choose another directory or interface";
-      return false;
-    }
-    unlink(mPath.c_str());
-    if (bindOnce()) {
-      return true;
-    }
-  }
-  *error =
-      "control socket " + mPath + ": " + ErrorText() + ": the directory must exist and be writable";
-  return false;
 }
 
 void ControlSocket::Close() {

@@ -1,46 +1,48 @@
 #include "host/emulated_driver/driver_model.h"
 
 #include <arpa/inet.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <optional>
 #include <sstream>
 
 namespace host {
 namespace {
 
-constexpr uint32_t kMaxUint32 = UINT32_MAX;
 constexpr uint32_t kMaxServiceClassId = 31;
 constexpr uint32_t kMaxDscp = 63;
 constexpr uint32_t kMaxPort = 65535;
 
+// Thrown when a command cannot be carried out; Execute answers FAIL to it.
+struct Refused {};
+
+void Require(bool allowed) {
+  if (!allowed) {
+    throw Refused();
+  }
+}
+
 // All of `text` as an unsigned number: digits only, no sign, no blank, no more than `max`.
-std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max, int base = 10) {
+uint32_t Number(std::string_view text, uint32_t max = UINT32_MAX, int base = 10) {
   uint32_t value = 0;
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-  if (error != std::errc() || stop != end || value > max) {
-    return std::nullopt;
-  }
+  Require(error == std::errc() && stop == end && value <= max);
   return value;
 }
 
-bool IsIpv4Address(std::string_view text) {
-  in_addr address{};
-  return inet_pton(AF_INET, std::string(text).c_str(), &address) == 1;
+uint32_t Mask(std::string_view text) {
+  Require(text.starts_with("0x") && text.size() <= sizeof("0xFFFFFFFF") - 1);
+  return Number(text.substr(2), UINT32_MAX, 16);
 }
 
-// The words of `text`, parted by exactly one blank: two in a row give an empty word between them.
-std::vector<std::string_view> SplitWords(std::string_view text) {
-  std::vector<std::string_view> words;
-  size_t begin = 0;
-  for (size_t end = 0; end != std::string_view::npos; begin = end + 1) {
-    end = text.find(' ', begin);
-    words.push_back(text.substr(begin, end - begin));
-  }
-  return words;
+// An address and a port, as a policy's flow has them.
+std::string Endpoint(std::string_view address, std::string_view port) {
+  in_addr parsed{};
+  Require(inet_pton(AF_INET, std::string(address).c_str(), &parsed) == 1 && Number(port) != 0);
+  return fmt::format("{}:{}", address, Number(port, kMaxPort));
 }
 
 // The words of `command` at the "%" of `form`, if it has the form's words everywhere else.
@@ -68,6 +70,16 @@ bool IsPrintable(std::string_view text) {
 
 }  // namespace
 
+std::vector<std::string_view> SplitWords(std::string_view text) {
+  std::vector<std::string_view> words;
+  size_t begin = 0;
+  for (size_t end = 0; end != std::string_view::npos; begin = end + 1) {
+    end = text.find(' ', begin);
+    words.push_back(text.substr(begin, end - begin));
+  }
+  return words;
+}
+
 std::vector<ServiceClass> DefaultServiceClasses() {
   return {{0, 10, 46, 40}, {1, 20, 46, 40}, {3, 50, 34, 32}};
 }
@@ -94,144 +106,162 @@ DriverModel::DriverModel(const std::vector<ServiceClass>& serviceClasses) {
   }
 }
 
-DriverAnswer DriverModel::Execute(std::string_view command) {
-  const std::vector<std::string_view> words = SplitWords(command);
-  for (const Form& form : kForms) {
-    const auto values = MatchForm(form.text, words);
-    DriverAnswer answer{std::string(kReplyOk), {}};
-    if (values && IsPrintable(command) && (this->*form.operation)(*values, answer)) {
-      return answer;
+std::optional<DriverModel> DriverModel::FromStatus(const std::string& status) {
+  DriverModel model(std::vector<ServiceClass>{});
+  bool known = false;
+  std::istringstream lines(status);
+  for (std::string line; std::getline(lines, line);) {
+    const char* text = line.c_str();
+    ServiceClass one{};
+    known = std::sscanf(text, "latency_mode=%u", &model.mLatencyMode) == 1 || known;
+    std::sscanf(text, "tx_ratemask_phymode=%u", &model.mPhyMode);
+    std::sscanf(text, "tx_ratemask=%x", &model.mRateMask);
+    std::sscanf(text, "tsf_sync_interval=%u", &model.mTsfSyncInterval);
+    model.mTsfOn = model.mTsfOn || line == "tsf=on";
+    if (std::sscanf(text, "service_class[%u]=latency %u default_dscp %u special_dscp %u", &one.id,
+                    &one.latency, &one.defaultDscp, &one.specialDscp) == 4) {
+      model.mServiceClasses[one.id] = one;
+    }
+    char cookie[64] = {};
+    const size_t last = line.rfind(" class ");
+    if (std::sscanf(text, "policy[%63[^]]]=", cookie) == 1 && last != std::string::npos) {
+      const size_t flow = line.find('=') + 1;
+      model.mPolicies.push_back({cookie, line.substr(flow, last - flow), 0});
+      std::sscanf(text + last, " class %u", &model.mPolicies.back().serviceClass);
     }
   }
-  return {std::string(kReplyFail), {}};
+  return known ? std::optional(model) : std::nullopt;
 }
 
-bool DriverModel::SetLatencyMode(const Values& values, DriverAnswer& /*answer*/) {
-  const auto mode = ParseNumber(values[0], kMaxUint32);
-  mLatencyMode = mode.value_or(mLatencyMode);
-  return mode.has_value();
+std::vector<std::string_view> DriverModel::CommandNames() {
+  std::vector<std::string_view> names;
+  for (const Form& form : kForms) {
+    for (const std::string_view word : SplitWords(form.text)) {
+      if (word.find('_') != std::string_view::npos && word[0] >= 'A' && word[0] <= 'Z' &&
+          std::find(names.begin(), names.end(), word) == names.end()) {
+        names.push_back(word);
+      }
+    }
+  }
+  return names;
 }
 
-bool DriverModel::StartTsf(const Values& values, DriverAnswer& /*answer*/) {
-  const auto interval = ParseNumber(values[0], kMaxUint32);
-  mTsfSyncInterval = interval.value_or(mTsfSyncInterval);
-  mTsfOn = mTsfOn || interval;
-  return interval.has_value();
+bool DriverModel::Follow(std::string_view command, const std::string& cookie) {
+  const size_t policies = mPolicies.size();
+  const bool carriedOut = Execute(command).reply != kReplyFail;
+  if (mPolicies.size() > policies) {
+    mPolicies.back().cookie = cookie;
+  }
+  return carriedOut;
 }
 
-bool DriverModel::StopTsf(const Values& /*values*/, DriverAnswer& /*answer*/) {
+DriverAnswer DriverModel::Execute(std::string_view command) {
+  const std::vector<std::string_view> words = SplitWords(command);
+  try {
+    for (const Form& form : kForms) {
+      if (const auto values = MatchForm(form.text, words)) {
+        Require(IsPrintable(command));
+        return (this->*form.operation)(*values);
+      }
+    }
+  } catch (const Refused&) {  // answered below, as an unknown command is
+  }
+  return {std::string(kReplyFail)};
+}
+
+DriverAnswer DriverModel::SetLatencyMode(const Values& values) {
+  mLatencyMode = Number(values[0]);
+  return {};
+}
+
+DriverAnswer DriverModel::StartTsf(const Values& values) {
+  mTsfSyncInterval = Number(values[0]);
+  mTsfOn = true;
+  return {};
+}
+
+DriverAnswer DriverModel::StopTsf(const Values& /*values*/) {
   mTsfOn = false;
-  return true;
+  return {};
 }
 
-bool DriverModel::SetRateMask(const Values& values, DriverAnswer& /*answer*/) {
-  const auto phyMode = ParseNumber(values[0], kMaxUint32);
-  const std::string_view mask = values[1];
-  if (!phyMode || !mask.starts_with("0x") || mask.size() > sizeof("0xFFFFFFFF") - 1) {
-    return false;
-  }
-  const auto rates = ParseNumber(mask.substr(2), kMaxUint32, 16);
-  if (!rates) {
-    return false;
-  }
-  mPhyMode = *phyMode;
-  mRateMask = *rates;
-  return true;
+DriverAnswer DriverModel::SetRateMask(const Values& values) {
+  const uint32_t phyMode = Number(values[0]);
+  mRateMask = Mask(values[1]);
+  mPhyMode = phyMode;
+  return {};
 }
 
-bool DriverModel::ShowServiceClasses(const Values& /*values*/, DriverAnswer& answer) {
-  const std::string prefix(kEventPrefix);
-  answer.events.push_back(prefix + " svc_count:" + std::to_string(mServiceClasses.size()));
-  if (mServiceClasses.empty()) {
-    return true;
+DriverAnswer DriverModel::ShowServiceClasses(const Values& /*values*/) {
+  DriverAnswer answer;
+  answer.events.push_back(fmt::format("{} svc_count:{}", kEventPrefix, mServiceClasses.size()));
+  std::string classes =
+      "(service_class_id, buffer_latency_tolerance, app_ind_default_dscp, app_ind_special_dscp)";
+  for (const auto& [id, one] : mServiceClasses) {
+    classes += fmt::format(" ({}, {}, {}, {})", id, one.latency, one.defaultDscp, one.specialDscp);
   }
-  std::ostringstream classes;
-  classes << prefix
-          << " (service_class_id, buffer_latency_tolerance, app_ind_default_dscp, "
-             "app_ind_special_dscp)";
-  for (const auto& [id, serviceClass] : mServiceClasses) {
-    classes << " (" << id << ", " << serviceClass.latency << ", " << serviceClass.defaultDscp
-            << ", " << serviceClass.specialDscp << ")";
+  if (!mServiceClasses.empty()) {
+    answer.events.push_back(fmt::format("{} {}", kEventPrefix, classes));
   }
-  answer.events.push_back(classes.str());
-  return true;
+  return answer;
 }
 
-bool DriverModel::AddServiceClass(const Values& values, DriverAnswer& /*answer*/) {
-  const auto id = ParseNumber(values[0], kMaxServiceClassId);
-  const auto latency = ParseNumber(values[1], kMaxUint32);
-  const auto defaultDscp = ParseNumber(values[2], kMaxDscp);
-  const auto specialDscp = ParseNumber(values[3], kMaxDscp);
-  if (!id || !latency || !defaultDscp || !specialDscp) {
-    return false;
-  }
-  return mServiceClasses.try_emplace(*id, ServiceClass{*id, *latency, *defaultDscp, *specialDscp})
-      .second;
+DriverAnswer DriverModel::AddServiceClass(const Values& values) {
+  const ServiceClass added{Number(values[0], kMaxServiceClassId), Number(values[1]),
+                           Number(values[2], kMaxDscp), Number(values[3], kMaxDscp)};
+  Require(mServiceClasses.try_emplace(added.id, added).second);
+  return {};
 }
 
-bool DriverModel::AddPolicy(const Values& values, DriverAnswer& answer) {
-  const auto sourcePort = ParseNumber(values[2], kMaxPort);
-  const auto destinationPort = ParseNumber(values[3], kMaxPort);
-  const auto serviceClass = ParseNumber(values[4], kMaxUint32);
-  if (!IsIpv4Address(values[0]) || !IsIpv4Address(values[1]) || sourcePort.value_or(0) == 0 ||
-      destinationPort.value_or(0) == 0 || !serviceClass ||
-      !mServiceClasses.contains(*serviceClass)) {
-    return false;
+DriverAnswer DriverModel::AddPolicy(const Values& values) {
+  const std::string flow =
+      fmt::format("src {} dst {}", Endpoint(values[0], values[2]), Endpoint(values[1], values[3]));
+  const uint32_t serviceClass = KnownClass(values[4]);
+  for (const Policy& policy : mPolicies) {
+    Require(policy.flow != flow);
   }
-  std::ostringstream flow;
-  flow << "src " << values[0] << ":" << *sourcePort << " dst " << values[1] << ":"
-       << *destinationPort;
-  if (std::any_of(mPolicies.begin(), mPolicies.end(),
-                  [&](const Policy& policy) { return policy.flow == flow.str(); })) {
-    return false;
-  }
-  mPolicies.push_back({"p" + std::to_string(++mLastCookie), flow.str(), *serviceClass});
-  answer.reply = "cookie=" + mPolicies.back().cookie + "\n";
-  return true;
+  mPolicies.push_back({fmt::format("p{}", ++mLastCookie), flow, serviceClass});
+  return {fmt::format("cookie={}\n", mPolicies.back().cookie)};
 }
 
-bool DriverModel::UpdatePolicy(const Values& values, DriverAnswer& /*answer*/) {
+DriverAnswer DriverModel::UpdatePolicy(const Values& values) {
   const auto policy = FindPolicy(values[0]);
-  const auto serviceClass = ParseNumber(values[1], kMaxUint32);
-  if (policy == mPolicies.end() || !serviceClass || !mServiceClasses.contains(*serviceClass)) {
-    return false;
-  }
-  policy->serviceClass = *serviceClass;
-  return true;
+  policy->serviceClass = KnownClass(values[1]);
+  return {};
 }
 
-bool DriverModel::DeletePolicy(const Values& values, DriverAnswer& /*answer*/) {
-  const auto policy = FindPolicy(values[0]);
-  if (policy == mPolicies.end()) {
-    return false;
-  }
-  mPolicies.erase(policy);
-  return true;
+DriverAnswer DriverModel::DeletePolicy(const Values& values) {
+  mPolicies.erase(FindPolicy(values[0]));
+  return {};
+}
+
+uint32_t DriverModel::KnownClass(std::string_view id) const {
+  Require(mServiceClasses.contains(Number(id)));
+  return Number(id);
 }
 
 std::vector<DriverModel::Policy>::iterator DriverModel::FindPolicy(std::string_view cookie) {
-  return std::find_if(mPolicies.begin(), mPolicies.end(),
-                      [&](const Policy& policy) { return policy.cookie == cookie; });
+  const auto found = std::find_if(mPolicies.begin(), mPolicies.end(),
+                                  [&](const Policy& policy) { return policy.cookie == cookie; });
+  Require(found != mPolicies.end());
+  return found;
 }
 
 std::string DriverModel::Status() const {
-  char mask[sizeof("0xFFFFFFFF")];
-  std::snprintf(mask, sizeof(mask), "0x%08X", mRateMask);
-  std::ostringstream status;
-  status << "latency_mode=" << mLatencyMode << "\ntx_ratemask_phymode=" << mPhyMode
-         << "\ntx_ratemask=" << mask << "\ntsf=" << (mTsfOn ? "on" : "off")
-         << "\ntsf_sync_interval=" << mTsfSyncInterval
-         << "\nservice_classes=" << mServiceClasses.size() << "\npolicies=" << mPolicies.size()
-         << "\n";
-  for (const auto& [id, serviceClass] : mServiceClasses) {
-    status << "service_class[" << id << "]=latency " << serviceClass.latency << " default_dscp "
-           << serviceClass.defaultDscp << " special_dscp " << serviceClass.specialDscp << "\n";
+  std::string status = fmt::format(
+      "latency_mode={}\ntx_ratemask_phymode={}\ntx_ratemask=0x{:08X}\ntsf={}\n"
+      "tsf_sync_interval={}\nservice_classes={}\npolicies={}\n",
+      mLatencyMode, mPhyMode, mRateMask, mTsfOn ? "on" : "off", mTsfSyncInterval,
+      mServiceClasses.size(), mPolicies.size());
+  for (const auto& [id, one] : mServiceClasses) {
+    status += fmt::format("service_class[{}]=latency {} default_dscp {} special_dscp {}\n", id,
+                          one.latency, one.defaultDscp, one.specialDscp);
   }
   for (const Policy& policy : mPolicies) {
-    status << "policy[" << policy.cookie << "]=" << policy.flow << " class " << policy.serviceClass
-           << "\n";
+    status +=
+        fmt::format("policy[{}]={} class {}\n", policy.cookie, policy.flow, policy.serviceClass);
   }
-  return status.str();
+  return status;
 }
 
 }  // namespace host

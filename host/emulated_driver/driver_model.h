@@ -1,7 +1,8 @@
 // The WLAN driver's side of the link: what it holds, and the nine private commands that change it.
 //
-// A command is the text behind "DRIVER ", words parted by one blank each. It is either carried out
-// and answered "OK\n" ("cookie=p1\n" for POLICY_ADD), or refused with "FAIL\n" and nothing changed:
+// A command is the text behind "DRIVER ", words with one blank between them. It is either carried
+// out and answered "OK\n" ("cookie=p1\n" for POLICY_ADD), or refused with "FAIL\n" and nothing
+// changed:
 //   SERVICE_CLASS_ADD service_class_id 2 buffer_latency_tolerance 30 app_ind_default_dscp 46
 //     app_ind_special_dscp 40                                                          (one line)
 // SERVICE_CLASS_SHOW answers "OK\n" and then has two messages sent to every attached client, the
@@ -14,6 +15,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +25,9 @@ namespace host {
 inline constexpr std::string_view kReplyOk = "OK\n";
 inline constexpr std::string_view kReplyFail = "FAIL\n";
 inline constexpr std::string_view kEventPrefix = "<3>SVC-EVENT:";
+
+// The words of `text`, with one blank between them: two in a row give an empty word.
+std::vector<std::string_view> SplitWords(std::string_view text);
 
 struct ServiceClass {
   uint32_t id;           // 0 to 31 when added by a command
@@ -35,8 +40,8 @@ struct ServiceClass {
 std::vector<ServiceClass> DefaultServiceClasses();
 
 struct DriverAnswer {
-  std::string reply;
-  std::vector<std::string> events;  // for every attached client, in this order, after the reply
+  std::string reply = std::string(kReplyOk);
+  std::vector<std::string> events = {};  // to every attached client, in this order
 };
 
 class DriverModel {
@@ -44,8 +49,17 @@ class DriverModel {
   // The classes are taken as they are, so that a test may plant an ID that no command could add.
   explicit DriverModel(const std::vector<ServiceClass>& serviceClasses = DefaultServiceClasses());
 
+  // A driver in the state that `status` tells, or nothing when that is not of this form. `status`
+  // may be cut behind any line.
+  static std::optional<DriverModel> FromStatus(const std::string& status);
+  // The words that name the commands, such as TSF_CONFIG and TSF_SYNC_START.
+  static std::vector<std::string_view> CommandNames();
+
   // Carries out or refuses one command, given without "DRIVER ".
   DriverAnswer Execute(std::string_view command);
+  // Does what another driver has been told to do and has answered with success; a policy that it
+  // added gets the cookie of that answer. False when this driver would have refused the command.
+  bool Follow(std::string_view command, const std::string& cookie);
 
   // The driver's state, one key=value line each, the counts before what they count, classes by ID
   // and policies by age. The mask always has eight upper-case digits; the interval is the last one
@@ -69,23 +83,24 @@ class DriverModel {
   };
   // The words of a command that stand where its form has a "%".
   using Values = std::vector<std::string_view>;
-  // Carries out one command whose form fits; false when a value is refused.
-  using Operation = bool (DriverModel::*)(const Values&, DriverAnswer&);
+  // Carries out one command whose form fits; throws Refused, with nothing changed.
+  using Operation = DriverAnswer (DriverModel::*)(const Values&);
   struct Form {
     std::string_view text;
     Operation operation;
   };
 
-  bool SetLatencyMode(const Values& values, DriverAnswer& answer);
-  bool StartTsf(const Values& values, DriverAnswer& answer);
-  bool StopTsf(const Values& values, DriverAnswer& answer);
-  bool SetRateMask(const Values& values, DriverAnswer& answer);
-  bool ShowServiceClasses(const Values& values, DriverAnswer& answer);
-  bool AddServiceClass(const Values& values, DriverAnswer& answer);
-  bool AddPolicy(const Values& values, DriverAnswer& answer);
-  bool UpdatePolicy(const Values& values, DriverAnswer& answer);
-  bool DeletePolicy(const Values& values, DriverAnswer& answer);
+  DriverAnswer SetLatencyMode(const Values& values);
+  DriverAnswer StartTsf(const Values& values);
+  DriverAnswer StopTsf(const Values& values);
+  DriverAnswer SetRateMask(const Values& values);
+  DriverAnswer ShowServiceClasses(const Values& values);
+  DriverAnswer AddServiceClass(const Values& values);
+  DriverAnswer AddPolicy(const Values& values);
+  DriverAnswer UpdatePolicy(const Values& values);
+  DriverAnswer DeletePolicy(const Values& values);
 
+  uint32_t KnownClass(std::string_view id) const;
   std::vector<Policy>::iterator FindPolicy(std::string_view cookie);
 
   static const Form kForms[9];

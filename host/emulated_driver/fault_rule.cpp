@@ -5,149 +5,85 @@
 #include <iterator>
 
 #include "host/emulated_driver/driver_model.h"
+#include "host/refusal.h"
 
 namespace host {
 namespace {
 
 constexpr std::string_view kEvents = "events";
 constexpr uint32_t kMaxDelayMs = 3600 * 1000;
-constexpr std::string_view kCommands[] = {"SET_LATENCY_MODE",
-                                          "TSF_CONFIG",
-                                          "TSF_SYNC_START",
-                                          "TSF_SYNC_STOP",
-                                          "SET_TX_RATEMASK",
-                                          "SERVICE_CLASS_SHOW",
-                                          "SERVICE_CLASS_ADD",
-                                          "POLICY_ADD",
-                                          "POLICY_UPDATE",
-                                          "POLICY_DELETE",
-                                          "PING",
-                                          "ATTACH",
-                                          "DETACH",
-                                          "STATUS"};
+constexpr std::string_view kSupplicantCommands[] = {"PING", "ATTACH", "DETACH", "STATUS"};
 
 struct ActionForm {
-  std::string_view name;
+  std::string_view name;  // with its "=" where a value follows
   FaultAction action;
   bool forCommands;
   bool forEvents;
-  bool hasValue;
 };
-constexpr ActionForm kActions[] = {
-    {"fail", FaultAction::kFail, true, false, false},
-    {"drop", FaultAction::kDrop, true, true, false},
-    {"delay", FaultAction::kDelay, true, true, true},
-    {"reply", FaultAction::kReply, true, false, true},
-    {"garble", FaultAction::kGarble, false, true, true},
-};
+constexpr ActionForm kActions[] = {{"fail", FaultAction::kFail, true, false},
+                                   {"drop", FaultAction::kDrop, true, true},
+                                   {"delay=", FaultAction::kDelay, true, true},
+                                   {"reply=", FaultAction::kReply, true, false},
+                                   {"garble=", FaultAction::kGarble, false, true}};
 
 std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max) {
   uint32_t value = 0;
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end || value > max) {
-    return std::nullopt;
-  }
-  return value;
+  return error == std::errc() && stop == end && value <= max ? std::optional(value) : std::nullopt;
 }
 
 std::string Unescape(std::string_view text) {
   std::string plain;
   for (size_t i = 0; i < text.size(); ++i) {
-    const bool escape = text[i] == '\\' && i + 1 < text.size();
-    if (escape && text[i + 1] == 'n') {
-      plain += '\n';
-      ++i;
-    } else if (escape && text[i + 1] == '\\') {
-      plain += '\\';
-      ++i;
-    } else {
-      plain += text[i];
-    }
+    const std::string_view two = text.substr(i, 2);
+    const bool escape = two == "\\n" || two == "\\\\";
+    plain += two == "\\n" ? '\n' : text[i];
+    i += escape ? 1 : 0;
   }
   return plain;
 }
 
-// Takes a closing @N or xN off `action` and sets the hits of `rule` by it; false for N outside 1 to
-// 4294967295.
+// Takes a closing @N or xN off `action` and sets the hits of `rule` by it; false for N of 0 or
+// above 4294967295.
 bool TakeTurn(std::string_view& action, FaultRule& rule) {
   const size_t mark = action.find_last_not_of("0123456789");
   if (mark == std::string_view::npos || mark + 1 == action.size() ||
       (action[mark] != '@' && action[mark] != 'x')) {
     return true;
   }
-  const uint32_t turn = ParseNumber(action.substr(mark + 1), UINT32_MAX).value_or(0);
-  rule.firstHit = action[mark] == '@' ? turn : 1;
-  rule.lastHit = turn;
+  rule.lastHit = ParseNumber(action.substr(mark + 1), UINT32_MAX).value_or(0);
+  rule.firstHit = action[mark] == '@' ? rule.lastHit : 1;
   action = action.substr(0, mark);
-  return turn != 0;
+  return rule.lastHit != 0;
 }
 
-// Reads "name" or "name=value" into `rule`; what is wrong with it, empty when nothing is.
-std::string ParseAction(std::string_view action, FaultRule& rule) {
+// Reads "name" or "name=value" into `rule`; false when it is neither for its scope.
+bool TakeAction(std::string_view action, FaultRule& rule) {
   const bool events = rule.scope == kEvents;
-  const size_t equals = action.find('=');
-  const std::string_view name = action.substr(0, equals);
+  const size_t nameSize = std::min(action.find('='), action.size() - 1) + 1;
   const auto* form = std::find_if(std::begin(kActions), std::end(kActions), [&](const auto& each) {
-    return each.name == name && (events ? each.forEvents : each.forCommands);
+    return each.name == action.substr(0, nameSize) && (events ? each.forEvents : each.forCommands);
   });
-  if (form == std::end(kActions) || form->hasValue != (equals != std::string_view::npos)) {
-    return "\"" + std::string(action) + "\" is no fault of " +
-           (events ? "events: write drop, delay=MS or garble=NUMBER"
-                   : "a command: write fail, drop, delay=MS or reply=TEXT");
+  if (form == std::end(kActions)) {
+    return false;
   }
   rule.action = form->action;
-  if (!form->hasValue) {
-    return "";
+  const std::string_view value = action.substr(nameSize);
+  if (form->name.ends_with("=") && form->action != FaultAction::kReply) {
+    const uint32_t max = form->action == FaultAction::kDelay ? kMaxDelayMs : UINT32_MAX;
+    rule.number = ParseNumber(value, max).value_or(0);
+    return ParseNumber(value, max).has_value();
   }
-  const std::string_view value = action.substr(equals + 1);
-  if (rule.action == FaultAction::kReply) {
-    rule.reply = Unescape(value);
-    return "";
-  }
-  const uint32_t max = rule.action == FaultAction::kDelay ? kMaxDelayMs : UINT32_MAX;
-  const auto number = ParseNumber(value, max);
-  if (!number) {
-    return "\"" + std::string(value) + "\" is not a number from 0 to " + std::to_string(max);
-  }
-  rule.randomStart = *number;
-  rule.delay = std::chrono::milliseconds(*number);
-  return "";
+  rule.reply = Unescape(value);
+  return true;
 }
 
-std::string ParseScopeAndAction(std::string_view text, FaultRule& rule) {
-  const size_t colon = text.find(':');
-  if (colon == std::string_view::npos) {
-    return "there is no \":\": write COMMAND:FAULT or events:FAULT, such as POLICY_ADD:fail@2";
-  }
-  rule.scope = text.substr(0, colon);
-  if (rule.scope != kEvents &&
-      std::find(std::begin(kCommands), std::end(kCommands), rule.scope) == std::end(kCommands)) {
-    std::string problem = "there is no command \"" + rule.scope + "\": write events or one of";
-    for (const std::string_view command : kCommands) {
-      problem.append(" ").append(command);
-    }
-    return problem;
-  }
-  std::string_view action = text.substr(colon + 1);
-  if (!TakeTurn(action, rule)) {
-    return "the number behind @ or x is to be from 1 to 4294967295";
-  }
-  return ParseAction(action, rule);
-}
-
-// The command's own word and the one behind it, without a leading "DRIVER".
-std::vector<std::string_view> CommandWords(std::string_view command) {
-  constexpr std::string_view kDriver = "DRIVER ";
-  if (command.starts_with(kDriver)) {
-    command.remove_prefix(kDriver.size());
-  }
-  const size_t blank = command.find(' ');
-  if (blank == std::string_view::npos) {
-    return {command};
-  }
-  const std::string_view rest = command.substr(blank + 1);
-  return {command.substr(0, blank), rest.substr(0, rest.find(' '))};
+bool IsScope(std::string_view scope) {
+  const auto names = DriverModel::CommandNames();
+  return scope == kEvents || std::find(names.begin(), names.end(), scope) != names.end() ||
+         std::find(std::begin(kSupplicantCommands), std::end(kSupplicantCommands), scope) !=
+             std::end(kSupplicantCommands);
 }
 
 // Changes about every eighth byte behind the prefix, and one at least; the prefix stays, for
@@ -165,27 +101,39 @@ void Garble(std::string& event, std::mt19937& random) {
 
 }  // namespace
 
-std::optional<FaultRule> ParseFaultRule(std::string_view text, std::string* error) {
-  FaultRule rule;
-  rule.text = text;
-  const std::string problem = ParseScopeAndAction(text, rule);
-  if (!problem.empty()) {
-    *error = "fault \"" + rule.text + "\": " + problem;
-    return std::nullopt;
+FaultRule ParseFaultRule(const std::string& text) {
+  const size_t colon = std::min(text.find(':'), text.size());
+  FaultRule rule{.text = text, .scope = text.substr(0, colon)};
+  std::string_view action = std::string_view(text).substr(std::min(colon + 1, text.size()));
+  if (!IsScope(rule.scope) || !TakeTurn(action, rule) || !TakeAction(action, rule)) {
+    throw Refusal(
+        "fault \"{}\": write COMMAND:fail, :drop, :delay=MS (at most {}) or :reply=TEXT, or "
+        "events:drop, :delay=MS or :garble=NUMBER, then @N or xN with N from 1; COMMAND is one of "
+        "{} {}",
+        text, kMaxDelayMs, fmt::join(DriverModel::CommandNames(), " "),
+        fmt::join(kSupplicantCommands, " "));
   }
   return rule;
 }
 
+std::string FaultSentence(const FaultCount& fault) {
+  const std::string times = fault.fired == 0   ? "never fired"
+                            : fault.fired == 1 ? "fired once"
+                                               : fmt::format("fired {} times", fault.fired);
+  return "fault " + fault.rule + " " + times;
+}
+
 FaultPlan::FaultPlan(const std::vector<FaultRule>& rules) {
   for (const FaultRule& rule : rules) {
-    mRules.push_back({rule, std::mt19937(rule.randomStart)});
+    mRules.push_back({rule, std::mt19937(rule.number)});
   }
 }
 
-std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(const std::vector<std::string_view>& words) {
+std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(std::string_view name,
+                                                  std::string_view otherName) {
   std::vector<ArmedRule*> due;
   for (ArmedRule& armed : mRules) {
-    if (std::find(words.begin(), words.end(), armed.rule.scope) == words.end()) {
+    if (armed.rule.scope != name && armed.rule.scope != otherName) {
       continue;
     }
     ++armed.hits;
@@ -197,12 +145,14 @@ std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(const std::vector<std::string_
 }
 
 CommandFault FaultPlan::OnCommand(std::string_view command) {
+  command.remove_prefix(command.starts_with("DRIVER ") ? 7 : 0);
+  const auto words = SplitWords(command);
   CommandFault fault;
   bool decided = false;
-  for (ArmedRule* armed : Due(CommandWords(command))) {
+  for (ArmedRule* armed : Due(words[0], words.size() > 1 ? words[1] : "")) {
     const FaultRule& rule = armed->rule;
     if (rule.action == FaultAction::kDelay) {
-      fault.delay += rule.delay;
+      fault.delay += std::chrono::milliseconds(rule.number);
     } else if (!decided) {
       decided = true;
       fault.refused = rule.action == FaultAction::kFail;
@@ -221,10 +171,10 @@ CommandFault FaultPlan::OnCommand(std::string_view command) {
 std::optional<std::chrono::milliseconds> FaultPlan::OnEvent(std::string& event) {
   std::chrono::milliseconds delay{0};
   bool dropped = false;
-  for (ArmedRule* armed : Due({kEvents})) {
+  for (ArmedRule* armed : Due(kEvents)) {
     ++armed->fired;
     if (armed->rule.action == FaultAction::kDelay) {
-      delay += armed->rule.delay;
+      delay += std::chrono::milliseconds(armed->rule.number);
     } else if (armed->rule.action == FaultAction::kGarble) {
       Garble(event, armed->random);
     } else {

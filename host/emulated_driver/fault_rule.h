@@ -30,21 +30,22 @@ struct FaultRule {
   std::string text;   // as written, for reports
   std::string scope;  // the command, or "events"
   FaultAction action = FaultAction::kFail;
-  std::chrono::milliseconds delay{0};  // at most one hour
-  std::string reply;
-  uint32_t randomStart = 0;
+  std::string reply = "";
+  uint32_t number = 0;            // milliseconds of delay, or where garble's random numbers start
   uint64_t firstHit = 1;          // counted from 1
   uint64_t lastHit = UINT64_MAX;  // inclusive
 };
 
-// The rule that `text` writes, or nothing and one line in `error` that says what is wrong with it
-// and what is allowed.
-std::optional<FaultRule> ParseFaultRule(std::string_view text, std::string* error);
+// The rule that `text` writes; throws a Refusal that says what is allowed.
+FaultRule ParseFaultRule(const std::string& text);
 
 struct FaultCount {
   std::string rule;
   uint64_t fired;  // commands or messages that came out differently for it
 };
+
+// For a person: "fault POLICY_ADD:fail@2 fired once".
+std::string FaultSentence(const FaultCount& fault);
 
 struct CommandFault {
   std::chrono::milliseconds delay{0};
@@ -72,8 +73,8 @@ class FaultPlan {
     uint64_t hits = 0;
     uint64_t fired = 0;
   };
-  // The rules whose turn it is for a command or message that is described by `words`.
-  std::vector<ArmedRule*> Due(const std::vector<std::string_view>& words);
+  // The rules whose turn it is for a command or message of that name.
+  std::vector<ArmedRule*> Due(std::string_view name, std::string_view otherName = "");
 
   std::vector<ArmedRule> mRules;
 };

@@ -1,31 +1,26 @@
-// Evidence rather than hope: whether the driver holds what the service reported.
+// Checks the driver's state against what the service was told.
 //
-// The books are kept in the words of the driver's STATUS. Each exchange that the service was told
-// had succeeded is entered, and after a command that may have changed the driver its STATUS is
-// asked for and compared:
-//   DRIVER SET_LATENCY_MODE 2 -> OK        books: latency_mode=2
-//   STATUS                                 driver: latency_mode=1
-//   "latency_mode is 1 in the driver, 2 by what the service was told"
-// A difference is told once: the books then follow the driver.
+// A driver model of our own carries out every command to which the service got a good answer. After
+// a command that may have changed the driver, the driver is asked for its STATUS and compared:
+//   DRIVER SET_LATENCY_MODE 2 -> OK        expected: latency_mode=2
+//   STATUS                                 held: latency_mode=1
+//   "latency_mode is "1" in the driver, "2" by what the service was told"
+// A difference is told once: from then on what the driver holds is expected. STATUS is asked on a
+// connection of its own, not through the service.
 //
-// Limits: a supplicant whose STATUS lacks the driver's state cannot be checked; that is said once.
-// What the driver held before the session is taken as it is.
+// Limits: a supplicant whose STATUS does not tell the driver's state cannot be checked; that is
+// said once. What the driver held before the session is taken as it is.
 #ifndef NUVREL_HOST_RUNNER_EVIDENCE_H_
 #define NUVREL_HOST_RUNNER_EVIDENCE_H_
 
-#include <map>
+#include <optional>
 #include <set>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "host/runner/driver_status.h"
+#include "host/emulated_driver/driver_model.h"
 #include "host/runner/session_output.h"
 
 namespace host {
-
-// The part of a STATUS that driver commands change, by its keys.
-using DriverBooks = std::map<std::string, std::string>;
 
 class Evidence {
  public:
@@ -33,23 +28,22 @@ class Evidence {
 
   // Before each command: learns what the driver holds, until it is known.
   void Prepare();
-  // After each command: fills the check's result into `report`. Returns a notice to pass on, empty
-  // in most cases.
+  // After each command: writes the result of the check into `report`. Returns a notice for the
+  // person, empty in most cases.
   std::string Check(CommandReport& report);
+  // What the driver holds now; empty when it does not say.
+  StatusLines State();
 
  private:
-  void Enter(const Exchange& exchange);
-  std::string Ask(StatusLines& lines);
+  std::string AskStatus();
+  bool Follow(const Exchange& exchange);
 
-  std::string mControlPath;
-  bool mKnown = false;    // the books are opened
-  bool mNoticed = false;  // that it cannot be checked has been said
-  DriverBooks mBooks;
-  std::set<std::string> mPolicies;  // keys of the policies that the service has added
+  const std::string mControlPath;
+  std::optional<DriverModel> mExpected;  // once the driver's state is known
+  std::set<std::string> mCookies;        // of the policies that the service knows
+  bool mSilent = false;                  // STATUS was not answered in time: it is not asked again
+  bool mNoticed = false;                 // the notice has been given
 };
-
-// One sentence for each entry in which the driver differs from the books.
-std::vector<std::string> Compare(const DriverBooks& books, const DriverBooks& driver);
 
 }  // namespace host
 

@@ -1,92 +1,27 @@
-#include "host/runner/explain.h"
+#include <android/log.h>
+#include <fcntl.h>
+#include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
-#include <string_view>
-#include <vector>
+#include <filesystem>
+#include <fstream>
+#include <type_traits>
 
-#include "host/coreutils/settings.h"
+#include "config/link_configuration.h"
 #include "host/coreutils/toml_config.h"
+#include "host/emulated_driver/emulated_driver.h"
+#include "host/refusal.h"
+#include "host/runner/commands.h"
+#include "host/runner/log_sink.h"
+#include "host/runner/private_directory.h"
+#include "host/runner/service_host.h"
+#include "host/wpa_cli_wrapper/exchange_observer.h"
 
 namespace host {
 namespace {
 
-constexpr size_t kCommandLimit = 511;  // the service cuts a driver command here
-constexpr const char* kNodeValues[] = {"10 2 42 0", "10 3 47 0 0", "10 3 47 1 0"};
+using Lines = std::vector<std::string>;
 
-// The settings as the service finds them.
-class Settings {
- public:
-  explicit Settings(TomlConfig& config) : mConfig(config) {}
-
-  std::string Text(std::string_view name) const {
-    return Found<std::string>(name).value_or(Default(name));
-  }
-  int32_t Integer(std::string_view name) const {
-    return Found<int32_t>(name).value_or(std::stoi(Default(name)));
-  }
-  bool Boolean(std::string_view name) const {
-    return Found<bool>(name).value_or(Default(name) == "true");
-  }
-  std::string Shown(const Setting& setting) const {
-    switch (setting.type) {
-      case SettingType::kInteger:
-        return std::to_string(Integer(setting.name));
-      case SettingType::kBoolean:
-        return Boolean(setting.name) ? "true" : "false";
-      case SettingType::kText:
-        return "\"" + Text(setting.name) + "\"";
-    }
-    return "";
-  }
-  // "demo.toml:7", or "default".
-  std::string Origin(std::string_view name) const {
-    const std::string origin = mConfig.OriginOf(SettingKey(name));
-    return origin.empty() ? "default" : origin;
-  }
-
- private:
-  template <typename T>
-  std::optional<T> Found(std::string_view name) const {
-    T value{};
-    return mConfig.getProperty(SettingKey(name), value) == 0 ? std::optional<T>(value)
-                                                             : std::nullopt;
-  }
-  static std::string Default(std::string_view name) {
-    const auto setting = std::find_if(kSettings.begin(), kSettings.end(),
-                                      [name](const Setting& one) { return one.name == name; });
-    return std::string(setting->defaultText);
-  }
-
-  TomlConfig& mConfig;
-};
-
-std::string Unsigned(int32_t value) { return std::to_string(static_cast<uint32_t>(value)); }
-
-std::vector<std::string> LinkCommands(const std::string& mode, const std::string& tsf, bool tsfOn,
-                                      const std::string& mask) {
-  std::vector<std::string> commands = {"DRIVER SET_LATENCY_MODE " + mode};
-  if (tsfOn) {
-    commands.push_back("DRIVER TSF_CONFIG " + tsf);
-  }
-  commands.push_back("DRIVER SET_TX_RATEMASK PHYMODE 3 RATEMASK " + mask);
-  for (std::string& command : commands) {
-    command.resize(std::min(command.size(), kCommandLimit));
-  }
-  return commands;
-}
-
-std::vector<std::string> ApplyCommands(const Settings& settings) {
-  return LinkCommands(Unsigned(settings.Integer("wlanXRLatencyMode")),
-                      "TSF_SYNC_START " + Unsigned(settings.Integer("wlanTsfSyncInterval")),
-                      settings.Boolean("wlanEnableTsf"), settings.Text("wlanSetRatemask"));
-}
-
-std::vector<std::string> RevertCommands(const Settings& settings) {
-  return LinkCommands(Unsigned(settings.Integer("wlanNormalLatencyMode")), "TSF_SYNC_STOP",
-                      settings.Boolean("wlanEnableTsf"), settings.Text("wlanOriginalRatemask"));
-}
+std::string KeyOf(const std::string& name) { return kSettingPrefix + name; }
 
 bool IsRateMask(const std::string& text) {
   return text.size() >= 3 && text.size() <= 10 &&
@@ -95,83 +30,130 @@ bool IsRateMask(const std::string& text) {
 }
 
 // What is allowed, but may not be what its writer meant.
-std::vector<std::string> Surprises(const Settings& settings, const TomlFile& file) {
-  std::vector<std::string> surprises;
-  const auto add = [&](std::string_view name, const std::string& text) {
-    surprises.push_back(settings.Origin(name) + ": " + std::string(name) + ": " + text);
-  };
-  for (const char* name : {"wlanXRLatencyMode", "wlanNormalLatencyMode", "wlanTsfSyncInterval"}) {
-    const int32_t value = settings.Integer(name);
-    if (value < 0) {
-      add(name, std::to_string(value) + " reaches the driver as " + Unsigned(value));
+Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::string& file) {
+  Lines surprises;
+  ForEachSetting(settings, [&](const std::string& name, auto& value) {
+    const auto add = [&](const std::string& text) {
+      surprises.push_back(fmt::format("{}: {}: {}", config.OriginOf(KeyOf(name)), name, text));
+    };
+    using Value = std::decay_t<decltype(value)>;
+    if constexpr (std::is_same_v<Value, int32_t>) {
+      if (value < 0) {
+        add(fmt::format("{} reaches the driver as {}", value, static_cast<uint32_t>(value)));
+      }
+    } else if constexpr (std::is_same_v<Value, std::string>) {
+      if (name.ends_with("mask") && !IsRateMask(value)) {
+        add(fmt::format("\"{}\" is not a mask of 0x and 1 to 8 hexadecimal digits", value));
+      }
+      if (name.ends_with("Node") && config.TextAsSet(KeyOf(name)) != value) {
+        add(fmt::format("reaches the service in lower case, as \"{}\"", value));
+      }
+    } else if (name == "disableRRA" && value && settings.wlanUnitTestTargetNode.empty()) {
+      add("apply fails without a wlanUnitTestTargetNode");
     }
-  }
-  for (const char* name : {"wlanSetRatemask", "wlanOriginalRatemask"}) {
-    if (!IsRateMask(settings.Text(name))) {
-      add(name,
-          "\"" + settings.Text(name) + "\" is not a mask of 0x and 1 to 8 hexadecimal digits");
-    }
-  }
-  const auto node = file.strings.find(SettingKey("wlanUnitTestTargetNode"));
-  if (node != file.strings.end() && node->second != LowerCase(node->second)) {
-    add("wlanUnitTestTargetNode", "reaches the service in lower case, as \"" +
-                                      settings.Text("wlanUnitTestTargetNode") + "\"");
-  }
-  if (settings.Boolean("disableRRA") && settings.Text("wlanUnitTestTargetNode").empty()) {
-    add("disableRRA", "apply fails without a wlanUnitTestTargetNode");
+  });
+  if (!config.HoldsAny(kSettingPrefix)) {
+    surprises.push_back(
+        file +
+        ": nothing in a table [nuvrel.services.wirelesslinkconfig]: every setting is its "
+        "default");
   }
   return surprises;
 }
 
-void PrintList(const std::string& title, const std::vector<std::string>& lines) {
+void PrintList(const std::string& title, const Lines& lines) {
   if (!lines.empty()) {
-    std::printf("\n%s\n", title.c_str());
-  }
-  for (const std::string& line : lines) {
-    std::printf("  %s\n", line.c_str());
+    fmt::print("\n{}\n  {}\n", title, fmt::join(lines, "\n  "));
   }
 }
 
-void PrintWhatWillHappen(const Settings& settings, const std::string& interface) {
-  PrintList("apply-link-settings sends", ApplyCommands(settings));
-  const std::string node = settings.Text("wlanUnitTestTargetNode");
-  if (settings.Boolean("disableRRA") && !node.empty()) {
-    PrintList("and writes to " + node + "/" + interface + "/unit_test_target",
-              {std::begin(kNodeValues), std::end(kNodeValues)});
+// The values that the service writes to the node, from its log: in the node's file nothing stands
+// between them.
+class NodeValues : public SessionOutput {
+ public:
+  void OnLogLine(const LogLine& line) override {
+    constexpr std::string_view kBefore = "set unit test target values = ";
+    const size_t begin = line.text.find(kBefore);
+    if (begin != std::string::npos) {
+      mValues.push_back(line.text.substr(begin + kBefore.size()));
+    }
   }
-  PrintList("revert-link-settings sends", RevertCommands(settings));
+
+  Lines mValues;
+};
+
+// A directory in place of the one of the setting wlanUnitTestTargetNode.
+class PrivateNode {
+ public:
+  explicit PrivateNode(const std::string& interface)
+      : mDescriptor(open(mDirectory.Path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    std::filesystem::create_directory(mDirectory.Path() + "/" + interface);
+    std::ofstream(mDirectory.Path() + "/" + interface + "/unit_test_target");
+  }
+  ~PrivateNode() { close(mDescriptor); }
+  PrivateNode(const PrivateNode&) = delete;
+  PrivateNode& operator=(const PrivateNode&) = delete;
+
+  // A name without capitals, since the service gets this setting in lower case.
+  std::string Path() const { return fmt::format("/proc/self/fd/{}", mDescriptor); }
+
+ private:
+  const PrivateDirectory mDirectory;
+  const int mDescriptor;
+};
+
+// Has the service apply and revert the settings on an emulated driver, and prints what it did.
+// Changes the paths in `config`; `node` is the one to print.
+void PlaySettings(const std::string& interface, TomlConfig& config, const std::string& node) {
+  const PrivateDirectory sockets;
+  EmulatedDriver driver({.directory = sockets.Path(), .interface = interface});
+  driver.Start();
+  const PrivateNode privateNode(interface);
+  config.Set(KeyOf("wpaifPath"), sockets.Path(), "");
+  if (!node.empty()) {
+    config.Set(KeyOf("wlanUnitTestTargetNode"), privateNode.Path(), "");
+  }
+  SetDiscovery(interface, "192.168.49.1", "192.168.49.2");
+  SessionOutputs outputs;
+  outputs.push_back(std::make_unique<NodeValues>());
+  const LogSink log(ANDROID_LOG_SILENT, ANDROID_LOG_INFO, outputs);
+  ServiceHost service(DefaultLibraryPath(), config);
+  Lines sent;
+  SetExchangeObserver([&](const Exchange& exchange) { sent.push_back(exchange.asked); });
+  const auto play = [&](const char* command) {
+    sent.clear();
+    service.Send(ParseSteps(command).front().command->Packet());
+    PrintList(std::string(command) + " sends", sent);
+  };
+  play("init");
+  play("apply-link-settings");
+  PrintList(fmt::format("and writes to {}/{}/unit_test_target", node, interface),
+            static_cast<const NodeValues&>(*outputs.front()).mValues);
+  play("revert-link-settings");
+  SetExchangeObserver(nullptr);
 }
 
 }  // namespace
 
 ExitStatus Explain(const ExplainOptions& options) {
   TomlConfig config;
-  const std::vector<ConfigProblem> problems = config.LoadWhatIsRight(options.file);
-  if (!problems.empty() && problems.front().line == 0) {
-    (void)std::fprintf(stderr, "wlc: %s\n", problems.front().message.c_str());
-    return kExitCannotRun;
-  }
-  const Settings settings(config);
-  std::printf("Settings in force with %s\n", options.file.c_str());
-  for (const Setting& setting : kSettings) {
-    std::printf("  %-24s %-16s %s\n", std::string(setting.name).c_str(),
-                settings.Shown(setting).c_str(), settings.Origin(setting.name).c_str());
-  }
-  PrintWhatWillHappen(settings, options.interface);
-  const TomlFile file = ReadTomlFile(options.file);
-  std::vector<std::string> surprises = Surprises(settings, file);
-  if (std::none_of(file.lines.begin(), file.lines.end(),
-                   [](const auto& line) { return line.first.starts_with(SettingKey("")); })) {
-    surprises.push_back(options.file + ": nothing in a table [" + std::string(kServiceTable) +
-                        "]: every setting is its default");
-  }
+  const Lines problems = config.Load(options.file);
+  LinkConfiguration settings;
+  fmt::print("Settings in force with {}\n", options.file);
+  ForEachSetting(settings, [&](const std::string& name, auto& value) {
+    config.getProperty(KeyOf(name), value);
+    std::string shown = fmt::format("{}", value);
+    if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::string>) {
+      shown = fmt::format("\"{}\"", value);
+    }
+    const std::string origin = config.OriginOf(KeyOf(name));
+    fmt::print("  {:24} {:16} {}\n", name, shown, origin.empty() ? "default" : origin);
+  });
+  const Lines surprises = Surprises(config, settings, options.file);
+  PlaySettings(options.interface, config, settings.wlanUnitTestTargetNode);
   PrintList("May surprise", surprises);
-  std::vector<std::string> wrong;
-  wrong.reserve(problems.size());
-  for (const ConfigProblem& problem : problems) {
-    wrong.push_back(problem.message);
-  }
-  PrintList("Wrong: wlc run does not start with this file, and the values are not in force", wrong);
+  PrintList("Wrong: wlc run does not start with this file, and the values are not in force",
+            problems);
   return problems.empty() ? kExitGood : kExitNegative;
 }
 

@@ -1,66 +1,50 @@
 #include "host/runner/log_sink.h"
 
 #include <android/log.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <utility>
 
 #include "framework/log_level.h"
 
 namespace host {
 namespace {
 
-int PriorityOf(LogLevel level) { return ANDROID_LOG_DEBUG + static_cast<int>(level); }
+// The log library has one logger for the whole process, a plain function.
+int gWritten = ANDROID_LOG_WARN;
+int gTold = ANDROID_LOG_WARN;
+const SessionOutputs* gOutputs = nullptr;
 
-LogLevel LevelOf(int priority) {
-  return static_cast<LogLevel>(std::clamp(priority, +ANDROID_LOG_DEBUG, +ANDROID_LOG_ERROR) -
-                               ANDROID_LOG_DEBUG);
-}
-
-// The bits of the given level and of those above it.
-uint32_t MaskOf(LogLevel level) {
-  constexpr uint32_t kAll = kNuvrelLogDebug | kNuvrelLogInfo | kNuvrelLogWarn | kNuvrelLogError;
-  return kAll >> static_cast<uint32_t>(level);
+void OnLine(const __android_logger_data* data, const char* text) {
+  LogLine line{.priority = data->priority,
+               .tag = data->tag != nullptr ? data->tag : "",
+               .text = text,
+               .time = std::chrono::steady_clock::now()};
+  while (line.text.ends_with('\n')) {
+    line.text.pop_back();
+  }
+  if (line.priority >= gWritten) {
+    fmt::print(stderr, "{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, line.text);
+  }
+  if (line.priority >= gTold) {
+    gOutputs->Tell(&SessionOutput::OnLogLine, line);
+  }
 }
 
 }  // namespace
 
-LogSink* LogSink::gSink = nullptr;
-
-LogSink::LogSink(LogLevel level, std::vector<SessionOutput*> outputs)
-    : mLevel(level), mOutputs(std::move(outputs)) {
-  const LogLevel logged = std::min(level, LogLevel::kWarn);
-  gNuvrelLogLevel = MaskOf(logged);
-  __android_log_set_minimum_priority(PriorityOf(logged));
-  gSink = this;
-  __android_log_set_logger(&LogSink::OnLine);
+LogSink::LogSink(int written, int told, const SessionOutputs& outputs) {
+  constexpr uint32_t kAll = kNuvrelLogDebug | kNuvrelLogInfo | kNuvrelLogWarn | kNuvrelLogError;
+  const int logged = std::min(written, told);
+  gNuvrelLogLevel = kAll >> static_cast<uint32_t>(logged - ANDROID_LOG_DEBUG);
+  __android_log_set_minimum_priority(logged);
+  gWritten = written;
+  gTold = told;
+  gOutputs = &outputs;
+  __android_log_set_logger(&OnLine);
 }
 
-LogSink::~LogSink() {
-  __android_log_set_logger(&__android_log_stderr_logger);
-  gSink = nullptr;
-}
-
-void LogSink::OnLine(const __android_logger_data* data, const char* text) {
-  std::string whole = text;
-  while (whole.ends_with('\n')) {
-    whole.pop_back();
-  }
-  const LogLine line{.level = LevelOf(data->priority),
-                     .tag = data->tag != nullptr ? data->tag : "",
-                     .text = std::move(whole),
-                     .time = std::chrono::steady_clock::now()};
-  if (line.level >= gSink->mLevel) {
-    constexpr char kLetters[] = "DIWE";
-    (void)std::fprintf(stderr, "%c %s: %s\n", kLetters[static_cast<size_t>(line.level)],
-                       line.tag.c_str(), line.text.c_str());
-  }
-  if (line.level >= LogLevel::kWarn) {
-    for (SessionOutput* output : gSink->mOutputs) {
-      output->OnLogLine(line);
-    }
-  }
-}
+LogSink::~LogSink() { __android_log_set_logger(&__android_log_stderr_logger); }
 
 }  // namespace host

@@ -2,34 +2,24 @@
 //
 //   W libnuvrelwirelesslinkconfigservice.so: [ApplySysfsLinkConfiguration:31] bad fd
 //
-// A line is written when it is at the chosen level or above; the framework's log mask and the log
-// library's own limit are set to match. Outputs are told every line from WARN on, whatever is
-// written. One sink at a time; lines arrive on the thread that logs.
+// A line is logged when its priority is high enough for one of the two; the framework's log mask
+// and the log library's own limit are set to match. One sink at a time; lines arrive on the thread
+// that logs.
 #ifndef NUVREL_HOST_RUNNER_LOG_SINK_H_
 #define NUVREL_HOST_RUNNER_LOG_SINK_H_
 
-#include <vector>
-
 #include "host/runner/session_output.h"
-
-struct __android_logger_data;  // NOLINT(bugprone-reserved-identifier): the log library's name
 
 namespace host {
 
 class LogSink {
  public:
-  LogSink(LogLevel level, std::vector<SessionOutput*> outputs);
-  ~LogSink();  // back to the log library's own way
+  // Lines from `written` on go to standard error, lines from `told` on to the outputs, which are
+  // borrowed. Both are ANDROID_LOG_DEBUG to ANDROID_LOG_ERROR, or ANDROID_LOG_SILENT for none.
+  LogSink(int written, int told, const SessionOutputs& outputs);
+  ~LogSink();  // has the log library write to standard error again
   LogSink(const LogSink&) = delete;
   LogSink& operator=(const LogSink&) = delete;
-
- private:
-  static void OnLine(const __android_logger_data* data, const char* text);
-
-  static LogSink* gSink;
-
-  LogLevel mLevel;
-  std::vector<SessionOutput*> mOutputs;
 };
 
 }  // namespace host

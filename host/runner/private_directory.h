@@ -1,11 +1,12 @@
-// A directory of this process alone, for a control socket, removed with all it holds.
+// A directory that only this user can enter, removed with all that it holds.
 #ifndef NUVREL_HOST_RUNNER_PRIVATE_DIRECTORY_H_
 #define NUVREL_HOST_RUNNER_PRIVATE_DIRECTORY_H_
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <system_error>
+
+#include "host/refusal.h"
 
 namespace host {
 
@@ -13,22 +14,19 @@ class PrivateDirectory {
  public:
   PrivateDirectory() {
     std::error_code failed;
-    const std::filesystem::path parent = std::filesystem::temp_directory_path(failed);
-    mPath = (parent / "wlc-XXXXXX").string();
+    mPath = (std::filesystem::temp_directory_path(failed) / "wlc-XXXXXX").string();
     if (failed || mkdtemp(mPath.data()) == nullptr) {
-      mPath.clear();
+      throw Refusal(
+          "cannot make a private directory for the emulated driver's socket: check TMPDIR");
     }
   }
   ~PrivateDirectory() {
     std::error_code ignored;
-    if (!mPath.empty()) {
-      std::filesystem::remove_all(mPath, ignored);
-    }
+    std::filesystem::remove_all(mPath, ignored);
   }
   PrivateDirectory(const PrivateDirectory&) = delete;
   PrivateDirectory& operator=(const PrivateDirectory&) = delete;
 
-  // Empty when it could not be made.
   const std::string& Path() const { return mPath; }
 
  private:

@@ -1,34 +1,32 @@
-#include "host/runner/run_command.h"
-
+#include <android/log.h>
 #include <net/if.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
 
+#include "config/link_configuration.h"
 #include "framework/log_level.h"
-#include "host/coreutils/settings.h"
 #include "host/coreutils/toml_config.h"
 #include "host/emulated_driver/emulated_driver.h"
-#include "host/runner/driver_command.h"
-#include "host/runner/json_output.h"
+#include "host/refusal.h"
+#include "host/runner/commands.h"
 #include "host/runner/log_sink.h"
+#include "host/runner/outputs.h"
 #include "host/runner/private_directory.h"
-#include "host/runner/script.h"
-#include "host/runner/service_host.h"
 #include "host/runner/session.h"
-#include "host/runner/text_output.h"
-#include "host/runner/trace_output.h"
 
 namespace host {
 namespace {
 
 constexpr char kEmulatedSelfIp[] = "192.168.49.1";
-constexpr char kPathKey[] = "wpaifPath";
 
 volatile std::sig_atomic_t gStop = 0;
 
@@ -44,203 +42,157 @@ void StopOnSignals() {
   (void)std::signal(SIGPIPE, SIG_IGN);
 }
 
-// Everything that a session stands on, made step by step; each step says in `error` why it failed.
-class Workplace {
- public:
-  explicit Workplace(const RunOptions& options) : mOptions(options) {}
+std::string KeyOf(const char* name) { return std::string(kSettingPrefix) + name; }
 
-  bool Prepare(std::string& error) {
-    return ReadSteps(error) && LoadSettings(error) && ProvideDriver(error) && OpenOutputs(error) &&
-           LoadService(error);
+bool IsBuiltIn(const RunOptions& options) {
+  return options.words.empty() && options.script.empty();
+}
+
+// The steps that are known before anything is played: all but those of standard input.
+std::vector<Step> ReadSteps(const RunOptions& options) {
+  if (options.script.empty()) {
+    return ParseSteps(IsBuiltIn(options) ? std::string(kBuiltInSession)
+                                         : fmt::format("{}", fmt::join(options.words, " ")));
   }
-  ExitStatus Run();
+  if (options.script == "-") {
+    return {};
+  }
+  errno = 0;
+  std::ifstream input(options.script);
+  Script script(input, options.script);
+  std::vector<Step> steps;
+  for (std::vector<Step> line; script.NextLine(line);) {
+    steps.insert(steps.end(), line.begin(), line.end());
+  }
+  if (steps.empty()) {
+    throw Refusal("cannot read the script {}: {}", options.script,
+                  errno != 0 ? std::strerror(errno) : "there is no command in it");
+  }
+  return steps;
+}
 
- private:
-  bool ReadSteps(std::string& error);
-  bool LoadSettings(std::string& error);
-  bool ProvideDriver(std::string& error);
-  bool OpenOutputs(std::string& error);
-  bool LoadService(std::string& error);
+// Loads the settings, and says where they come from.
+std::string LoadSettings(const RunOptions& options, TomlConfig& config) {
+  if (!options.config.empty()) {
+    const auto problems = config.Load(options.config);
+    if (!problems.empty()) {
+      throw Refusal("{}", problems.front());
+    }
+    return options.config;
+  }
+  if (IsBuiltIn(options)) {
+    // So that the built-in session shows every driver command.
+    config.Set(KeyOf("wlanEnableTsf"), 1, "the built-in session");
+    return "built-in defaults, wlanEnableTsf = true";
+  }
+  return "built-in defaults";
+}
 
-  bool IsBuiltIn() const { return mOptions.words.empty() && mOptions.script.empty(); }
-  void SetAddresses();
-  bool PlayStandardInput(Session& session);
-  SessionInfo Info() const;
+// The driver of a session: an emulated one in a private directory, or the supplicant's.
+struct SessionDriver {
+  SessionDriver(const RunOptions& options, TomlConfig& config) {
+    std::string directory = options.controlDirectory;
+    if (directory.empty() && !options.emulated) {
+      config.getProperty(KeyOf("wpaifPath"), directory);
+    }
+    if (directory.empty()) {
+      directory = mDirectory.emplace().Path();
+      mEmulated.emplace(EmulatedDriverOptions{
+          .directory = directory, .interface = options.interface, .faults = options.faults});
+      mEmulated->Start();
+    } else if (!options.faults.empty()) {
+      throw Refusal(
+          "--fault works on the emulated driver, not on the supplicant in {}: give the rule to wlc "
+          "driver, or use --emulated",
+          directory);
+    }
+    config.Set(KeyOf("wpaifPath"), directory, "the control directory");
+    mPath = directory + "/" + options.interface;
+  }
 
-  const RunOptions& mOptions;
-  std::vector<Step> mSteps;
-  TomlConfig mConfig;
-  std::string mSettings;
-  std::string mSelfIp;
-  std::string mControlPath;
-  std::optional<PrivateDirectory> mDirectory;  // for the emulated driver
-  std::unique_ptr<EmulatedDriver> mDriver;
-  TextOutput mText{StyleOfStandardOutput()};
-  JsonOutput mJson;
-  TraceOutput mTrace;
-  std::vector<SessionOutput*> mOutputs;
-  std::unique_ptr<LogSink> mLog;
-  std::unique_ptr<ServiceHost> mService;
+  std::string mPath;
+  std::optional<PrivateDirectory> mDirectory;
+  std::optional<EmulatedDriver> mEmulated;
 };
 
-bool Workplace::ReadSteps(std::string& error) {
-  if (IsBuiltIn()) {
-    mSteps = BuiltInSession();
-    return true;
-  }
-  if (mOptions.script == "-") {
-    return true;
-  }
-  return mOptions.script.empty() ? ParseCommandLine(mOptions.words, mSteps, error)
-                                 : ReadScriptFile(mOptions.script, mSteps, error);
+int PriorityOf(const std::string& level) {
+  return level == "error"  ? ANDROID_LOG_ERROR
+         : level == "warn" ? ANDROID_LOG_WARN
+         : level == "info" ? ANDROID_LOG_INFO
+                           : ANDROID_LOG_DEBUG;
 }
 
-bool Workplace::LoadSettings(std::string& error) {
-  if (!mOptions.config.empty()) {
-    mSettings = mOptions.config;
-    if (const std::optional<ConfigProblem> problem = mConfig.Load(mOptions.config)) {
-      error = problem->message;
-      return false;
-    }
-    return true;
-  }
-  mSettings = "built-in defaults";
-  if (IsBuiltIn()) {
-    // So that the built-in session shows every driver command.
-    mConfig.SetInteger(SettingKey("wlanEnableTsf"), 1, "the built-in session");
-    mSettings += ", wlanEnableTsf = true";
-  }
-  return true;
-}
-
-bool Workplace::ProvideDriver(std::string& error) {
-  std::string directory = mOptions.controlDirectory;
-  if (directory.empty() && !mOptions.emulated) {
-    mConfig.getProperty(SettingKey(kPathKey), directory);
-  }
-  if (directory.empty()) {
-    directory = mDirectory.emplace().Path();
-    if (directory.empty()) {
-      error = "cannot make a private directory for the emulated driver's socket: check TMPDIR";
-      return false;
-    }
-    EmulatedDriverOptions emulation;
-    emulation.directory = directory;
-    emulation.interface = mOptions.interface;
-    if (!ParseFaultRules(mOptions.faults, emulation.faults, error)) {
-      return false;
-    }
-    mDriver = std::make_unique<EmulatedDriver>(emulation);
-    if (!mDriver->Start(&error)) {
-      return false;
-    }
-  } else if (!mOptions.faults.empty()) {
-    error = "--fault works on the emulated driver, not on the supplicant in " + directory +
-            ": give the rule to wlc driver, or use --emulated";
-    return false;
-  }
-  mConfig.SetText(SettingKey(kPathKey), directory, "the control directory");
-  mControlPath = directory + "/" + mOptions.interface;
-  SetAddresses();
-  return true;
-}
-
-void Workplace::SetAddresses() {
-  // The discovery client asks an interface that exists for its address.
-  const bool asked = mDriver == nullptr && if_nametoindex(mOptions.interface.c_str()) != 0;
-  mSelfIp = mOptions.selfIp.empty() && !asked ? kEmulatedSelfIp : mOptions.selfIp;
-  setenv("NUVREL_HOST_INTERFACE", mOptions.interface.c_str(), 1);
-  setenv("NUVREL_HOST_PEER_IP", mOptions.peerIp.c_str(), 1);
-  if (mSelfIp.empty()) {
-    unsetenv("NUVREL_HOST_SELF_IP");
-  } else {
-    setenv("NUVREL_HOST_SELF_IP", mSelfIp.c_str(), 1);
-  }
-}
-
-bool Workplace::OpenOutputs(std::string& error) {
-  mOutputs.push_back(mOptions.json ? static_cast<SessionOutput*>(&mJson) : &mText);
-  if (!mOptions.trace.empty()) {
-    if (!mTrace.Open(mOptions.trace, error)) {
-      return false;
-    }
-    mOutputs.push_back(&mTrace);
-  }
-  mLog = std::make_unique<LogSink>(mOptions.logLevel, mOutputs);
-  return true;
-}
-
-bool Workplace::LoadService(std::string& error) {
-  const std::string library = mOptions.library.empty() ? DefaultLibraryPath() : mOptions.library;
-  if (mOptions.logLevel <= LogLevel::kInfo) {
-    mConfig.SetLogMask(kNuvrelLogInfo);
-  }
-  mService = ServiceHost::Load(library, mConfig, error);
-  return mService != nullptr;
-}
-
-SessionInfo Workplace::Info() const {
-  return {.library = mOptions.library.empty() ? DefaultLibraryPath() : mOptions.library,
-          .settings = mSettings,
-          .driver = (mDriver != nullptr ? "emulated, at " : "the supplicant at ") + mControlPath,
-          .addresses = (mSelfIp.empty() ? "those of " + mOptions.interface : mSelfIp) +
-                       " to peer " + mOptions.peerIp};
-}
-
-// Plays each line as it comes; whether all of them could be played.
-bool Workplace::PlayStandardInput(Session& session) {
-  ScriptReader reader(std::cin, "standard input");
+// Plays each line as it comes; whether all of them could be played. A wrong line is refused alone.
+bool PlayStandardInput(Session& session) {
+  Script script(std::cin, "standard input");
   bool allPlayed = true;
-  while (!session.Stopped()) {
-    Step step;
-    std::string error;
-    const ScriptReader::Result result = reader.Next(step, error);
-    if (result == ScriptReader::Result::kEnd) {
-      break;
-    }
-    if (result == ScriptReader::Result::kError) {
-      (void)std::fprintf(stderr, "wlc: %s\n", error.c_str());
+  std::vector<Step> steps;
+  for (bool more = true; more && !session.Stopped();) {
+    try {
+      more = script.NextLine(steps);
+      session.Play(more ? steps : std::vector<Step>());
+    } catch (const Refusal& refusal) {
+      (void)std::fprintf(stderr, "wlc: %s\n", refusal.what());
       allPlayed = false;
-      continue;
     }
-    session.Play(step);
   }
   return allPlayed;
 }
 
-ExitStatus Workplace::Run() {
-  StopOnSignals();
-  Session session(*mService, mControlPath, mOutputs, gStop);
-  for (SessionOutput* output : mOutputs) {
-    output->OnStart(Info());
+SessionOutputs MakeOutputs(const RunOptions& options) {
+  SessionOutputs outputs;
+  outputs.push_back(options.json ? MakeJsonOutput() : MakeTextOutput());
+  if (!options.trace.empty()) {
+    outputs.push_back(MakeTraceOutput(options.trace));
   }
-  for (const Step& step : mSteps) {
-    session.Play(step);
+  return outputs;
+}
+
+// Chooses this device's address and tells the discovery client; both addresses, for a person.
+std::string SetAddresses(const RunOptions& options, bool emulated) {
+  std::string selfIp = options.selfIp;
+  if (selfIp.empty() && (emulated || if_nametoindex(options.interface.c_str()) == 0)) {
+    selfIp = kEmulatedSelfIp;
   }
-  const bool allPlayed = mOptions.script != "-" || PlayStandardInput(session);
-  for (const FaultCount& fault :
-       mDriver != nullptr ? mDriver->FaultCounts() : std::vector<FaultCount>()) {
-    for (SessionOutput* output : mOutputs) {
-      output->OnNotice(FaultSentence(fault));
+  SetDiscovery(options.interface, selfIp, options.peerIp);
+  return fmt::format("{} to peer {}", selfIp.empty() ? "those of " + options.interface : selfIp,
+                     options.peerIp);
+}
+
+void TellFaults(const SessionDriver& driver, const SessionOutputs& outputs) {
+  if (driver.mEmulated) {
+    for (const FaultCount& fault : driver.mEmulated->FaultCounts()) {
+      outputs.Tell(&SessionOutput::OnNotice, FaultSentence(fault));
     }
   }
-  session.Finish();
-  if (!allPlayed) {
-    return kExitCannotRun;
-  }
-  return session.AllSucceeded() ? kExitGood : kExitNegative;
 }
 
 }  // namespace
 
 ExitStatus RunSession(const RunOptions& options) {
-  Workplace workplace(options);
-  std::string error;
-  if (!workplace.Prepare(error)) {
-    (void)std::fprintf(stderr, "wlc: %s\n", error.c_str());
-    return kExitCannotRun;
-  }
-  return workplace.Run();
+  const std::vector<Step> steps = ReadSteps(options);
+  TomlConfig config;
+  SessionInfo info;
+  info.library = options.library.empty() ? DefaultLibraryPath() : options.library;
+  info.settings = LoadSettings(options, config);
+  const SessionDriver driver(options, config);
+  info.driver = (driver.mEmulated ? "emulated, at " : "the supplicant at ") + driver.mPath;
+  info.addresses = SetAddresses(options, driver.mEmulated.has_value());
+
+  const SessionOutputs outputs = MakeOutputs(options);
+  const int priority = PriorityOf(options.logLevel);
+  const LogSink log(priority, ANDROID_LOG_WARN, outputs);
+  config.SetLogMask(priority <= ANDROID_LOG_INFO ? +kNuvrelLogInfo : 0U);
+  ServiceHost service(info.library, config);
+
+  StopOnSignals();
+  Session session(service, driver.mPath, outputs, gStop);
+  outputs.Tell(&SessionOutput::OnStart, info);
+  session.Play(steps);
+  const bool allPlayed = options.script != "-" || PlayStandardInput(session);
+  TellFaults(driver, outputs);
+  session.Finish();
+  return !allPlayed ? kExitCannotRun : session.AllSucceeded() ? kExitGood : kExitNegative;
 }
 
 }  // namespace host

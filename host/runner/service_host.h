@@ -1,6 +1,6 @@
-// The framework's place: loads the service library, creates the service, sends it packets.
+// Does what the framework does: loads the service library, creates the service, sends it packets.
 //
-// A command goes in as a 320-byte record and its status comes back as another, on a connection of
+// A request goes in as a 320-byte record and its status comes back as another, on a connection of
 // the host's own. Example: init is sent as payload 01 and answered with 01 00 00 00 00.
 //
 // The library is found by path; it is unloaded again when the host goes. One host at a time: there
@@ -17,45 +17,40 @@
 #include "framework/nuvrel_connection.h"
 #include "framework/nuvrel_packet.h"
 #include "framework/nuvrel_service.h"
-#include "host/runner/session_command.h"
 
 namespace host {
 
-// Where the service library lies: beside this program's folder, in the build tree as installed.
+// Where the service library is when it was built or installed together with this program.
 std::string DefaultLibraryPath();
 
-class ServiceHost {
+// What the service's discovery client will find, by the environment that it reads. Without
+// `selfIp`, it asks the interface for its address.
+void SetDiscovery(const std::string& interface, const std::string& selfIp,
+                  const std::string& peerIp);
+
+class ServiceHost : private INuvrelConnection {
  public:
-  // Loads `library` and creates the service with `config`, which is borrowed and must outlive the
-  // host. Null on failure; `error` then says what is wrong with which library.
-  static std::unique_ptr<ServiceHost> Load(const std::string& library, nuvrel::ConfigParser& config,
-                                           std::string& error);
+  // Loads `library` and creates the service with `config`, which is borrowed; throws a Refusal that
+  // says what is wrong with which library.
+  ServiceHost(const std::string& library, nuvrel::ConfigParser& config);
   // Releases the service, which tears itself down, and unloads the library.
-  ~ServiceHost();
+  ~ServiceHost() override;
   ServiceHost(const ServiceHost&) = delete;
   ServiceHost& operator=(const ServiceHost&) = delete;
 
-  // Sends one command and waits for it. The status from its reply, or nothing when no proper reply
+  // Sends one request and waits for it. The status from its reply, or nothing when no proper reply
   // came before the service returned.
-  std::optional<int32_t> Send(const Command& command);
+  std::optional<int32_t> Send(NuvrelPkt_t request);
 
  private:
-  using CreateFn = void (*)(void** service, void* params);
-  using ReleaseFn = int (*)(void* service);
+  int SendPacket(NuvrelPkt_t* record, void* extra) override;
+  template <typename Function>
+  Function Find(const char* name) const;
 
-  // Keeps the last reply.
-  class ReplyConnection : public INuvrelConnection {
-   public:
-    int SendPacket(NuvrelPkt_t* record, void* extra) override;
-    std::optional<NuvrelPkt_t> mReply;
-  };
-
-  ServiceHost() = default;
-
-  void* mLibrary = nullptr;
-  ReleaseFn mRelease = nullptr;
+  const std::string mPath;
+  std::unique_ptr<void, int (*)(void*)> mLibrary;
   void* mService = nullptr;  // the library's
-  ReplyConnection mConnection;
+  std::optional<NuvrelPkt_t> mReply;
 };
 
 }  // namespace host

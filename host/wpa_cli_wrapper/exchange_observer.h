@@ -1,39 +1,32 @@
-// What a workstation tool sees of the service's talk with the driver: every exchange and every
-// wait, as it passes the wrapper library. The headset's library has no such seam.
-//
-// One observer at a time. It is called on the thread that made the call, after the call has ended
-// and with no lock of the library held; the texts are valid during the call only.
+// Shows a workstation's tools what passes the wrapper library: every command with its answer, and
+// every wait for a message. The headset's library has nothing like it.
 #ifndef NUVREL_HOST_WPA_CLI_WRAPPER_EXCHANGE_OBSERVER_H_
 #define NUVREL_HOST_WPA_CLI_WRAPPER_EXCHANGE_OBSERVER_H_
 
 #include <chrono>
 #include <cstdint>
-#include <string_view>
+#include <functional>
+#include <string>
 
-struct WpaExchange {
-  std::string_view command;  // such as "DRIVER SET_LATENCY_MODE 2"
-  std::string_view reply;    // as answered, line end included; empty when there was no answer
-  int32_t result;            // what ExecuteCommand returned
+namespace host {
+
+struct Exchange {
+  enum class Kind { kCommand, kWait };
+
+  Kind kind;
+  std::string asked;  // the command, such as "DRIVER SET_LATENCY_MODE 2", or the prefix waited for
+  std::string answered;  // the reply or message, whole; empty when there was none
+  int32_t result;  // what the library returned; negative when refused, not answered or not come
   std::chrono::steady_clock::time_point begin;
   std::chrono::steady_clock::time_point end;
 };
 
-struct WpaWait {
-  std::string_view prefix;
-  std::string_view message;  // empty when none came
-  int32_t result;            // what GetResponse returned
-  std::chrono::steady_clock::time_point begin;
-  std::chrono::steady_clock::time_point end;
-};
+using ExchangeObserver = std::function<void(const Exchange&)>;
 
-class WpaExchangeObserver {
- public:
-  virtual ~WpaExchangeObserver() = default;
-  virtual void OnExchange(const WpaExchange& exchange) = 0;
-  virtual void OnWait(const WpaWait& wait) = 0;
-};
+}  // namespace host
 
-// Null removes it. The observer is borrowed and must outlive its use. Set it while no call runs.
-extern "C" void SetWpaExchangeObserver(WpaExchangeObserver* observer);
+// One observer at a time, none when empty; set it while no call runs. It is called on the thread
+// that made the call, after the call has ended and with no lock held.
+extern "C" void SetExchangeObserver(host::ExchangeObserver observer);
 
 #endif  // NUVREL_HOST_WPA_CLI_WRAPPER_EXCHANGE_OBSERVER_H_

@@ -1,0 +1,63 @@
+// The three subcommands of wlc. What keeps one from running is a Refusal.
+#ifndef NUVREL_HOST_RUNNER_COMMANDS_H_
+#define NUVREL_HOST_RUNNER_COMMANDS_H_
+
+#include <string>
+#include <vector>
+
+#include "host/emulated_driver/fault_rule.h"
+
+namespace host {
+
+enum ExitStatus : int {
+  kExitGood = 0,
+  kExitNegative = 1,  // it ran, and a status was negative
+  kExitCannotRun = 2,
+};
+
+// `wlc run`: a session of the service against the emulated driver or a running supplicant.
+//
+// The emulated driver is used unless a control directory is named, by --ctrl-dir or by the
+// configuration's wpaifPath; --emulated uses it all the same. It then listens in a private
+// directory, which takes the place of wpaifPath.
+struct RunOptions {
+  std::vector<std::string> words;  // without any, and without a script: the built-in session
+  std::string script;              // "-" is standard input
+  std::string config;
+  std::string library;  // empty: the one beside this program
+  std::string controlDirectory;
+  bool emulated = false;
+  std::string interface = "wlan0";
+  std::string selfIp;  // empty: the interface's own, or one for the emulated driver
+  std::string peerIp = "192.168.49.2";
+  std::vector<FaultRule> faults;
+  std::string logLevel = "warn";  // or error, info, debug
+  bool json = false;
+  std::string trace;
+};
+ExitStatus RunSession(const RunOptions& options);
+
+// `wlc driver`: the emulated driver alone, in the foreground, until SIGINT or SIGTERM. Anything
+// that talks to a supplicant can then talk to it: another `wlc run --ctrl-dir`, wpa_cli.
+struct DriverOptions {
+  std::string controlDirectory;
+  std::string interface = "wlan0";
+  std::vector<FaultRule> faults;
+};
+ExitStatus RunDriver(const DriverOptions& options);
+
+// `wlc explain`: what the settings in a file will do. The service itself applies and reverts them,
+// on an emulated driver and with a private file in place of the driver's node.
+//   wlanXRLatencyMode        2             demo.toml:3
+//   apply-link-settings sends
+//     DRIVER SET_LATENCY_MODE 2
+// kExitNegative when something in the file keeps a session from running with it.
+struct ExplainOptions {
+  std::string file;
+  std::string interface = "wlan0";
+};
+ExitStatus Explain(const ExplainOptions& options);
+
+}  // namespace host
+
+#endif  // NUVREL_HOST_RUNNER_COMMANDS_H_
