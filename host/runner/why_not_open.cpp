@@ -1,0 +1,85 @@
+#include "host/runner/why_not_open.h"
+
+#include <fmt/format.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "host/wpa_cli_wrapper/control_client.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kMaxPath = sizeof(sockaddr_un::sun_path) - 1;
+
+// Where the socket should be, and which are there in its place.
+std::string NoSocket(const std::filesystem::path& path) {
+  const std::string directory = path.parent_path();
+  std::vector<std::string> sockets;
+  std::error_code failed;
+  for (const auto& entry : std::filesystem::directory_iterator(directory, failed)) {
+    if (entry.is_socket(failed)) {
+      sockets.push_back(entry.path().filename());
+    }
+  }
+  std::sort(sockets.begin(), sockets.end());
+  return fmt::format("there is no socket {}; {}", path.string(),
+                     sockets.empty()
+                         ? "is a supplicant running with ctrl_interface=" + directory + "?"
+                         : fmt::format("sockets in {}: {}", directory, fmt::join(sockets, ", ")));
+}
+
+// errno of a connection to it, 0 when there is a listener.
+int Connect(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, kMaxPath);
+  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const bool open =
+      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  const int error = open ? 0 : errno;
+  close(probe);
+  return error;
+}
+
+}  // namespace
+
+std::string WhyNotOpen(const std::string& path, std::chrono::steady_clock::duration tried) {
+  if (path.size() > kMaxPath) {
+    return fmt::format("{}: the path has {} bytes, a socket's may have {}: use a shorter directory",
+                       path, path.size(), kMaxPath);
+  }
+  struct stat file {};
+  const int missing = stat(path.c_str(), &file) == 0 ? 0 : errno;
+  if (missing == ENOENT) {
+    return NoSocket(path);
+  }
+  if (missing == 0 && !S_ISSOCK(file.st_mode)) {
+    return path + " is not a socket: name the supplicant's directory and the interface";
+  }
+  const int error = missing != 0 ? missing : Connect(path);
+  if (error == ECONNREFUSED) {
+    return "nobody listens at " + path + ": its supplicant has ended; start it again";
+  }
+  if (error == EACCES) {
+    return "no permission for " + path + ": run wlc as root or in the group of ctrl_interface";
+  }
+  if (error != 0) {
+    return fmt::format("{}: {}", path, std::strerror(error));
+  }
+  if (!ControlClient::Open(path)) {
+    return "a client's own socket file cannot be made: check TMPDIR";
+  }
+  return tried < std::chrono::seconds(10)
+             ? ""
+             : "somebody listens at " + path + ", but did not answer within 10 s";
+}
+
+}  // namespace host
