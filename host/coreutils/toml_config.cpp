@@ -92,13 +92,11 @@ class Walk {
     }
   }
 
-  // In the order of the lines, each on one line, whatever a quoted key holds.
+  // In the order of the lines.
   std::vector<std::string> Problems() const {
     std::vector<std::string> problems;
     for (const auto& [line, problem] : mProblems) {
-      std::string& text = problems.emplace_back(problem);
-      std::replace_if(
-          text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
+      problems.push_back(problem);
     }
     return problems;
   }

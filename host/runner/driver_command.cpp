@@ -4,6 +4,7 @@
 #include "host/emulated_driver/emulated_driver.h"
 #include "host/refusal.h"
 #include "host/runner/commands.h"
+#include "host/visible.h"
 
 namespace host {
 
@@ -19,13 +20,13 @@ ExitStatus RunDriver(const DriverOptions& options) {
                          .faults = options.faults});
   driver.Start();
   fmt::print("the emulated driver listens at {} until SIGINT (^C) or SIGTERM\n",
-             driver.SocketPath());
+             Visible(driver.SocketPath()));
   (void)std::fflush(stdout);
   int received = 0;
   (void)sigwait(&signals, &received);
   driver.Stop();
   for (const FaultCount& fault : driver.FaultCounts()) {
-    fmt::print("{}\n", FaultSentence(fault));
+    fmt::print("{}\n", Visible(FaultSentence(fault)));
   }
   return kExitGood;
 }

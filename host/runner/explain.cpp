@@ -14,6 +14,8 @@
 #include "host/runner/log_sink.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/service_host.h"
+#include "host/runner/why_not_open.h"
+#include "host/visible.h"
 #include "host/wpa_cli_wrapper/exchange_observer.h"
 
 namespace host {
@@ -63,7 +65,10 @@ Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::stri
 
 void PrintList(const std::string& title, const Lines& lines) {
   if (!lines.empty()) {
-    fmt::print("\n{}\n  {}\n", title, fmt::join(lines, "\n  "));
+    fmt::print("\n{}\n", Visible(title));
+  }
+  for (const std::string& line : lines) {
+    fmt::print("  {}\n", Visible(line));
   }
 }
 
@@ -133,13 +138,24 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
   SetExchangeObserver(nullptr);
 }
 
+// Says when the file has wlc run leave the emulated driver for a supplicant, and whether that
+// works.
+void TellSupplicant(const ExplainOptions& options, const std::string& directory) {
+  if (!directory.empty()) {
+    const std::string path = directory + "/" + options.interface;
+    const std::string why = WhyNotOpen(path);
+    PrintList("wlc run with it uses the supplicant at " + path + ", unless --emulated is given",
+              {why.empty() ? "a supplicant listens there" : why});
+  }
+}
+
 }  // namespace
 
 ExitStatus Explain(const ExplainOptions& options) {
   TomlConfig config;
   const Lines problems = config.Load(options.file);
   LinkConfiguration settings;
-  fmt::print("Settings in force with {}\n", options.file);
+  fmt::print("Settings in force with {}\n", Visible(options.file));
   ForEachSetting(settings, [&](const std::string& name, auto& value) {
     config.getProperty(KeyOf(name), value);
     std::string shown = fmt::format("{}", value);
@@ -147,9 +163,11 @@ ExitStatus Explain(const ExplainOptions& options) {
       shown = fmt::format("\"{}\"", value);
     }
     const std::string origin = config.OriginOf(KeyOf(name));
-    fmt::print("  {:24} {:16} {}\n", name, shown, origin.empty() ? "default" : origin);
+    fmt::print("  {:24} {:16} {}\n", name, Visible(shown),
+               origin.empty() ? "default" : Visible(origin));
   });
   const Lines surprises = Surprises(config, settings, options.file);
+  TellSupplicant(options, settings.wpaifPath);
   PlaySettings(options.interface, config, settings.wlanUnitTestTargetNode);
   PrintList("May surprise", surprises);
   PrintList("Wrong: wlc run does not start with this file, and the values are not in force",

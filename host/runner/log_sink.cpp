@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 
 #include "framework/log_level.h"
+#include "host/visible.h"
 
 namespace host {
 namespace {
@@ -15,6 +17,18 @@ namespace {
 int gWritten = ANDROID_LOG_WARN;
 int gTold = ANDROID_LOG_WARN;
 const SessionOutputs* gOutputs = nullptr;
+
+// The service's own texts have several lines. Those that follow are indented, so that no text from
+// outside looks like a line of the log.
+std::string Shown(const std::string& text) {
+  std::istringstream lines(text);
+  std::string shown;
+  for (std::string line; std::getline(lines, line);) {
+    line.erase(0, line.find_first_not_of('\t'));
+    shown += (shown.empty() ? "" : "\n    ") + Visible(line);
+  }
+  return shown;
+}
 
 void OnLine(const __android_logger_data* data, const char* text) {
   LogLine line{.priority = data->priority,
@@ -25,7 +39,7 @@ void OnLine(const __android_logger_data* data, const char* text) {
     line.text.pop_back();
   }
   if (line.priority >= gWritten) {
-    fmt::print(stderr, "{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, line.text);
+    fmt::print(stderr, "{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, Shown(line.text));
   }
   if (line.priority >= gTold) {
     gOutputs->Tell(&SessionOutput::OnLogLine, line);

@@ -22,6 +22,7 @@
 #include "host/runner/outputs.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/session.h"
+#include "host/visible.h"
 
 namespace host {
 namespace {
@@ -132,7 +133,7 @@ bool PlayStandardInput(Session& session) {
       more = script.NextLine(steps);
       session.Play(more ? steps : std::vector<Step>());
     } catch (const Refusal& refusal) {
-      (void)std::fprintf(stderr, "wlc: %s\n", refusal.what());
+      fmt::print(stderr, "wlc: {}\n", Visible(refusal.what()));
       allPlayed = false;
     }
   }
