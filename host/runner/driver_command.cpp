@@ -1,9 +1,9 @@
 #include <csignal>
-#include <cstdio>
 
 #include "host/emulated_driver/emulated_driver.h"
 #include "host/refusal.h"
 #include "host/runner/commands.h"
+#include "host/runner/output_file.h"
 #include "host/visible.h"
 
 namespace host {
@@ -19,14 +19,13 @@ ExitStatus RunDriver(const DriverOptions& options) {
                          .interface = options.interface,
                          .faults = options.faults});
   driver.Start();
-  fmt::print("the emulated driver listens at {} until SIGINT (^C) or SIGTERM\n",
-             Visible(driver.SocketPath()));
-  (void)std::fflush(stdout);
+  Print("the emulated driver listens at {} until SIGINT (^C) or SIGTERM\n",
+        Visible(driver.SocketPath()));
   int received = 0;
   (void)sigwait(&signals, &received);
   driver.Stop();
   for (const FaultCount& fault : driver.FaultCounts()) {
-    fmt::print("{}\n", Visible(FaultSentence(fault)));
+    Print("{}\n", Visible(FaultSentence(fault)));
   }
   return kExitGood;
 }

@@ -12,6 +12,7 @@
 #include "host/refusal.h"
 #include "host/runner/commands.h"
 #include "host/runner/log_sink.h"
+#include "host/runner/output_file.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/service_host.h"
 #include "host/runner/why_not_open.h"
@@ -65,10 +66,10 @@ Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::stri
 
 void PrintList(const std::string& title, const Lines& lines) {
   if (!lines.empty()) {
-    fmt::print("\n{}\n", Visible(title));
+    Print("\n{}\n", Visible(title));
   }
   for (const std::string& line : lines) {
-    fmt::print("  {}\n", Visible(line));
+    Print("  {}\n", Visible(line));
   }
 }
 
@@ -155,7 +156,7 @@ ExitStatus Explain(const ExplainOptions& options) {
   TomlConfig config;
   const Lines problems = config.Load(options.file);
   LinkConfiguration settings;
-  fmt::print("Settings in force with {}\n", Visible(options.file));
+  Print("Settings in force with {}\n", Visible(options.file));
   ForEachSetting(settings, [&](const std::string& name, auto& value) {
     config.getProperty(KeyOf(name), value);
     std::string shown = fmt::format("{}", value);
@@ -163,8 +164,7 @@ ExitStatus Explain(const ExplainOptions& options) {
       shown = fmt::format("\"{}\"", value);
     }
     const std::string origin = config.OriginOf(KeyOf(name));
-    fmt::print("  {:24} {:16} {}\n", name, Visible(shown),
-               origin.empty() ? "default" : Visible(origin));
+    Print("  {:24} {:16} {}\n", name, Visible(shown), origin.empty() ? "default" : Visible(origin));
   });
   const Lines surprises = Surprises(config, settings, options.file);
   TellSupplicant(options, settings.wpaifPath);

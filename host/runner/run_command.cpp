@@ -39,8 +39,6 @@ void StopOnSignals() {
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   (void)sigaction(SIGINT, &action, nullptr);
   (void)sigaction(SIGTERM, &action, nullptr);
-  // A reader that has seen enough must not keep the session from clearing up.
-  (void)std::signal(SIGPIPE, SIG_IGN);
 }
 
 std::string KeyOf(const char* name) { return std::string(kSettingPrefix) + name; }
@@ -140,13 +138,12 @@ bool PlayStandardInput(Session& session) {
   return allPlayed;
 }
 
-SessionOutputs MakeOutputs(const RunOptions& options) {
-  SessionOutputs outputs;
+// Once all else is ready: a run that cannot start leaves an earlier trace as it is.
+void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
   outputs.push_back(options.json ? MakeJsonOutput() : MakeTextOutput());
   if (!options.trace.empty()) {
     outputs.push_back(MakeTraceOutput(options.trace));
   }
-  return outputs;
 }
 
 // Chooses this device's address and tells the discovery client; both addresses, for a person.
@@ -180,11 +177,12 @@ ExitStatus RunSession(const RunOptions& options) {
   info.driver = (driver.mEmulated ? "emulated, at " : "the supplicant at ") + driver.mPath;
   info.addresses = SetAddresses(options, driver.mEmulated.has_value());
 
-  const SessionOutputs outputs = MakeOutputs(options);
+  SessionOutputs outputs;
   const int priority = PriorityOf(options.logLevel);
   const LogSink log(priority, ANDROID_LOG_WARN, outputs);
   config.SetLogMask(priority <= ANDROID_LOG_INFO ? +kNuvrelLogInfo : 0U);
   ServiceHost service(info.library, config);
+  MakeOutputs(options, outputs);
 
   StopOnSignals();
   Session session(service, driver.mPath, outputs, gStop);

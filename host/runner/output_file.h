@@ -1,0 +1,47 @@
+// The files that wlc writes lines to: standard output and traces.
+//
+// Every write is flushed, so that whatever ends the process leaves what was written before. A write
+// that fails ends the session after the running command, and wlc with kExitCannotRun and one line:
+//   wlc: cannot write standard output: No space left on device
+// It is kept rather than thrown, since outputs are told from inside the service and the log
+// library. On the thread that plays the session.
+#ifndef NUVREL_HOST_RUNNER_OUTPUT_FILE_H_
+#define NUVREL_HOST_RUNNER_OUTPUT_FILE_H_
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+class OutputFile {
+ public:
+  // `file` is owned; when it is null, throws a Refusal with the reason from errno. `name` is what
+  // failures call it.
+  OutputFile(std::FILE* file, std::string name);
+
+  // Writes nothing more once a write has failed, to any file.
+  void Write(std::string_view text);
+
+ private:
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> mFile;
+  const std::string mName;
+};
+
+// What the first write that failed is refused with; empty as long as none has.
+const std::string& WriteFailure();
+
+void PrintText(std::string_view text);
+
+// Standard output, by all of wlc.
+template <typename... Args>
+void Print(fmt::format_string<Args...> format, Args&&... args) {
+  PrintText(fmt::format(format, std::forward<Args>(args)...));
+}
+
+}  // namespace host
+
+#endif  // NUVREL_HOST_RUNNER_OUTPUT_FILE_H_
