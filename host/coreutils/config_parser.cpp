@@ -1,4 +1,4 @@
-// The lookups of the configuration object. How its tables are filled is its owner's business.
+// The lookups of the configuration object. A derived class fills its tables.
 #pragma GCC visibility push(default)
 #include "framework/config_parser.h"
 #pragma GCC visibility pop
@@ -25,7 +25,7 @@ int ConfigParser::getProperty(const std::string& key, std::string& value) {
   if (found == mStrings.end()) {
     return -1;
   }
-  // Paths keep their case: the file system minds it, and nothing else that is configured does.
+  // Paths keep their case, as the file system needs it; all other texts are given in lower case.
   value = lowerKey.ends_with("path") ? found->second : host::LowerCase(found->second);
   if ((mLogMask & kNuvrelLogInfo) != 0) {
     __android_log_print(ANDROID_LOG_INFO, nullptr, "%s - %s(string): %s\n", __func__, key.c_str(),

@@ -70,18 +70,18 @@ std::string WrongSetting(const std::string& flatKey, const toml::node& node) {
   return wrong;
 }
 
-// One walk through a parsed file: sets what is right in the configuration, keeps what is wrong.
-class Walk {
+// Goes through a parsed file: puts what is right into the configuration and keeps what is wrong.
+class Reader {
  public:
-  Walk(const std::string& file, TomlConfig& config) : mFile(file), mConfig(config) {}
+  Reader(const std::string& file, TomlConfig& config) : mFile(file), mConfig(config) {}
 
-  void Through(const toml::table& table, const std::string& prefix) {
+  void Read(const toml::table& table, const std::string& prefix) {
     for (const auto& [key, node] : table) {
       const uint32_t line = key.source().begin.line;
       const std::string flatKey = prefix + LowerCase(std::string(key.str()));
       const std::string origin = fmt::format("{}:{}", mFile, line);
       if (node.is_table() && !flatKey.starts_with(kSettingPrefix)) {
-        Through(*node.as_table(), flatKey + ".");
+        Read(*node.as_table(), flatKey + ".");
       } else if (const std::string wrong = Wrong(flatKey, node); !wrong.empty()) {
         mProblems.emplace(line, fmt::format("{}: {}: {}", origin, key.str(), wrong));
       } else if (node.is_string()) {
@@ -128,24 +128,22 @@ std::vector<std::string> TomlConfig::Load(const std::string& file) {
     const toml::parse_error& error = parsed.error();
     return {fmt::format("{}:{}: {}", file, error.source().begin.line, error.description())};
   }
-  Walk walk(file, *this);
-  walk.Through(parsed.table(), "");
-  return walk.Problems();
+  Reader reader(file, *this);
+  reader.Read(parsed.table(), "");
+  return reader.Problems();
 }
 
-void TomlConfig::Set(const std::string& key, int64_t value, const std::string& origin) {
+void TomlConfig::Set(const std::string& key, const std::variant<int64_t, std::string>& value,
+                     const std::string& origin) {
   const std::lock_guard<std::mutex> lock(mMutex);
   const std::string lowerKey = LowerCase(key);
-  mIntegers[lowerKey] = value;
-  mStrings.erase(lowerKey);
-  mOrigins[lowerKey] = origin;
-}
-
-void TomlConfig::Set(const std::string& key, const std::string& value, const std::string& origin) {
-  const std::lock_guard<std::mutex> lock(mMutex);
-  const std::string lowerKey = LowerCase(key);
-  mStrings[lowerKey] = value;
   mIntegers.erase(lowerKey);
+  mStrings.erase(lowerKey);
+  if (const auto* integer = std::get_if<int64_t>(&value)) {
+    mIntegers[lowerKey] = *integer;
+  } else {
+    mStrings[lowerKey] = std::get<std::string>(value);
+  }
   mOrigins[lowerKey] = origin;
 }
 
@@ -159,12 +157,6 @@ std::string TomlConfig::TextAsSet(const std::string& key) {
   const std::lock_guard<std::mutex> lock(mMutex);
   const auto found = mStrings.find(LowerCase(key));
   return found == mStrings.end() ? "" : found->second;
-}
-
-bool TomlConfig::HoldsAny(const std::string& prefix) {
-  const std::lock_guard<std::mutex> lock(mMutex);
-  const auto first = mOrigins.lower_bound(prefix);
-  return first != mOrigins.end() && first->first.starts_with(prefix);
 }
 
 void TomlConfig::SetLogMask(uint32_t mask) {

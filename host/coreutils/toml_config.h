@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "framework/config_parser.h"
@@ -27,15 +28,13 @@ class TomlConfig : public nuvrel::ConfigParser {
   std::vector<std::string> Load(const std::string& file);
 
   // Sets one value from elsewhere, replacing a value of either type. `origin` is for OriginOf.
-  void Set(const std::string& key, int64_t value, const std::string& origin);
-  void Set(const std::string& key, const std::string& value, const std::string& origin);
+  void Set(const std::string& key, const std::variant<int64_t, std::string>& value,
+           const std::string& origin);
 
   // "demo.toml:7", or the origin given to Set, or "" when the key has no value.
   std::string OriginOf(const std::string& key);
   // The text as it was set, with its capitals, which a lookup may change; "" when there is none.
   std::string TextAsSet(const std::string& key);
-  // Whether any key begins with `prefix`.
-  bool HoldsAny(const std::string& prefix);
 
   // Bit kNuvrelLogInfo: one INFO line for each successful lookup.
   void SetLogMask(uint32_t mask);

@@ -95,7 +95,7 @@ void ControlSocket::Close() {
 void ControlSocket::EndWaits() const { shutdown(mDescriptor, SHUT_RD); }
 
 std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
-  // A wait without an end is left to recvfrom, which saves a system call for every command.
+  // Without a limit recvfrom does the waiting, which saves a system call for every command.
   pollfd watched{mDescriptor, POLLIN, 0};
   if (milliseconds >= 0 && poll(&watched, 1, milliseconds) <= 0) {
     return std::nullopt;

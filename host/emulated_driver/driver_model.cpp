@@ -63,7 +63,7 @@ std::optional<std::vector<std::string_view>> MatchForm(
   return values;
 }
 
-// A NUL or another control character would hide what follows it from the parsers of values.
+// A NUL or another control character could hide what follows it from the parsers of values.
 bool IsPrintable(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }

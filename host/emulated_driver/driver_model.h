@@ -1,4 +1,4 @@
-// The WLAN driver's side of the link: what it holds, and the nine private commands that change it.
+// The state of a WLAN driver and the nine private commands that change it.
 //
 // A command is the text behind "DRIVER ", words with one blank between them. It is either carried
 // out and answered "OK\n" ("cookie=p1\n" for POLICY_ADD), or refused with "FAIL\n" and nothing
@@ -6,7 +6,7 @@
 //   SERVICE_CLASS_ADD service_class_id 2 buffer_latency_tolerance 30 app_ind_default_dscp 46
 //     app_ind_special_dscp 40                                                          (one line)
 // SERVICE_CLASS_SHOW answers "OK\n" and then has two messages sent to every attached client, the
-// second one only if there is a class, all classes in it, its first group a heading:
+// second one only if there is a class; it lists all classes behind a heading:
 //   <3>SVC-EVENT: svc_count:1
 //   <3>SVC-EVENT: (service_class_id, ...) (0, 10, 46, 40)
 // Limits: 32 classes, which commands cannot remove; any number of policies. One thread at a time.
@@ -81,9 +81,9 @@ class DriverModel {
     std::string flow;  // "src 192.168.49.1:5000 dst 192.168.49.2:5000"
     uint32_t serviceClass;
   };
-  // The words of a command that stand where its form has a "%".
+  // The words of a command in the places where its form has a "%".
   using Values = std::vector<std::string_view>;
-  // Carries out one command whose form fits; throws Refused, with nothing changed.
+  // Carries out one command of its form, or changes nothing and throws Refused.
   using Operation = DriverAnswer (DriverModel::*)(const Values&);
   struct Form {
     std::string_view text;
@@ -112,7 +112,7 @@ class DriverModel {
   uint32_t mTsfSyncInterval = 0;
   std::map<uint32_t, ServiceClass> mServiceClasses;  // by ID
   std::vector<Policy> mPolicies;                     // by age
-  uint64_t mLastCookie = 0;                          // cookies are never given out twice
+  uint64_t mLastCookie = 0;                          // no cookie is given to two policies
 };
 
 }  // namespace host

@@ -44,9 +44,9 @@ std::string Unescape(std::string_view text) {
   return plain;
 }
 
-// Takes a closing @N or xN off `action` and sets the hits of `rule` by it; false for N of 0 or
-// above 4294967295.
-bool TakeTurn(std::string_view& action, FaultRule& rule) {
+// Takes a final @N or xN off `action` and sets the hits of `rule` by it; false when N is 0 or above
+// 4294967295.
+bool TakeHits(std::string_view& action, FaultRule& rule) {
   const size_t mark = action.find_last_not_of("0123456789");
   if (mark == std::string_view::npos || mark + 1 == action.size() ||
       (action[mark] != '@' && action[mark] != 'x')) {
@@ -86,14 +86,14 @@ bool IsScope(std::string_view scope) {
              std::end(kSupplicantCommands);
 }
 
-// Changes about every eighth byte behind the prefix, and one at least; the prefix stays, for
-// without it the message would not be taken for one. Never makes a NUL.
+// Changes about every eighth byte, and one at least. The prefix stays, because nobody waits for a
+// message without it. Never makes a NUL.
 void Garble(std::string& event, std::mt19937& random) {
   const size_t begin = std::min(kEventPrefix.size(), event.size());
   const size_t length = event.size() - begin;
   for (size_t i = random() % std::clamp<size_t>(length, 1, 8); i < length; i += 1 + random() % 15) {
     char& byte = event[begin + i];
-    // 1 to 254 steps on in the ring of the 255 bytes that are not NUL: always another byte.
+    // Goes 1 to 254 steps forward among the 255 bytes that are not NUL: always another byte.
     const auto stepped = static_cast<unsigned char>(byte) + random() % 254;
     byte = static_cast<char>(1 + stepped % 255);
   }
@@ -103,9 +103,11 @@ void Garble(std::string& event, std::mt19937& random) {
 
 FaultRule ParseFaultRule(const std::string& text) {
   const size_t colon = std::min(text.find(':'), text.size());
-  FaultRule rule{.text = text, .scope = text.substr(0, colon)};
+  FaultRule rule;
+  rule.text = text;
+  rule.scope = text.substr(0, colon);
   std::string_view action = std::string_view(text).substr(std::min(colon + 1, text.size()));
-  if (!IsScope(rule.scope) || !TakeTurn(action, rule) || !TakeAction(action, rule)) {
+  if (!IsScope(rule.scope) || !TakeHits(action, rule) || !TakeAction(action, rule)) {
     throw Refusal(
         "fault \"{}\": write COMMAND:fail, :drop, :delay=MS (at most {}) or :reply=TEXT, or "
         "events:drop, :delay=MS or :garble=NUMBER, then @N or xN with N from 1; COMMAND is one of "

@@ -1,16 +1,16 @@
-// Faults on purpose: rules that make the emulated driver misbehave, and the count of when they did.
+// Rules that make the emulated driver misbehave, and how often each of them did.
 //
-//   COMMAND:fail         refused: answered FAIL, the driver never saw it
+//   COMMAND:fail         answered FAIL, not carried out
 //   COMMAND:drop         carried out, but never answered
 //   COMMAND:delay=MS     carried out (its messages sent) at once, answered MS milliseconds late
 //   COMMAND:reply=TEXT   carried out, but answered with TEXT; \n is a line end, \\ a backslash
 //   events:drop          an unsolicited message is not sent
 //   events:delay=MS      it is sent MS milliseconds late
 //   events:garble=NUMBER random bytes behind "<3>SVC-EVENT:" are changed, the same for each NUMBER
-// Each may end in @N (only the Nth such command or message) or xN (only the first N); a TEXT that
-// itself ends so is closed with \n. Example: POLICY_ADD:reply=cookie=0x12\n@2
+// Each may end in @N (only the Nth such command or message) or xN (only the first N). A TEXT that
+// ends like that needs a \n behind it. Example: POLICY_ADD:reply=cookie=0x12\n@2
 // COMMAND is PING, ATTACH, DETACH, STATUS or a driver command's first or second word.
-// Where several rules hit, delays add up and the first of fail, drop and reply decides.
+// Where several rules apply, delays add up and the first of fail, drop and reply decides.
 #ifndef NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
 #define NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
 
@@ -30,7 +30,7 @@ struct FaultRule {
   std::string text;   // as written, for reports
   std::string scope;  // the command, or "events"
   FaultAction action = FaultAction::kFail;
-  std::string reply = "";
+  std::string reply;
   uint32_t number = 0;            // milliseconds of delay, or where garble's random numbers start
   uint64_t firstHit = 1;          // counted from 1
   uint64_t lastHit = UINT64_MAX;  // inclusive
@@ -41,7 +41,7 @@ FaultRule ParseFaultRule(const std::string& text);
 
 struct FaultCount {
   std::string rule;
-  uint64_t fired;  // commands or messages that came out differently for it
+  uint64_t fired;  // commands or messages that it has changed
 };
 
 // For a person: "fault POLICY_ADD:fail@2 fired once".
@@ -54,16 +54,16 @@ struct CommandFault {
   std::optional<std::string> reply;
 };
 
-// The rules in force, with their counts. One thread at a time.
+// The rules of a driver, with their counts. One thread at a time.
 class FaultPlan {
  public:
   explicit FaultPlan(const std::vector<FaultRule>& rules);
 
-  // What the rules make of the next command, given as received ("DRIVER POLICY_ADD ...").
+  // What the rules do to the next command, given as received ("DRIVER POLICY_ADD ...").
   CommandFault OnCommand(std::string_view command);
-  // How late to send the next unsolicited message, which may be changed here; nothing: not at all.
+  // By how much to delay the next unsolicited message, which may be changed; nothing: drop it.
   std::optional<std::chrono::milliseconds> OnEvent(std::string& event);
-  // One entry per rule, in the given order; a rule at 0 has never done anything.
+  // One entry for each rule, in the given order.
   std::vector<FaultCount> Counts() const;
 
  private:
@@ -73,7 +73,7 @@ class FaultPlan {
     uint64_t hits = 0;
     uint64_t fired = 0;
   };
-  // The rules whose turn it is for a command or message of that name.
+  // Counts a command or message with these names; the rules that apply to it.
   std::vector<ArmedRule*> Due(std::string_view name, std::string_view otherName = "");
 
   std::vector<ArmedRule> mRules;

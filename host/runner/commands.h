@@ -1,4 +1,4 @@
-// The three subcommands of wlc. What keeps one from running is a Refusal.
+// The three subcommands of wlc. Each throws a Refusal when it cannot run.
 #ifndef NUVREL_HOST_RUNNER_COMMANDS_H_
 #define NUVREL_HOST_RUNNER_COMMANDS_H_
 
@@ -17,9 +17,9 @@ enum ExitStatus : int {
 
 // `wlc run`: a session of the service against the emulated driver or a running supplicant.
 //
-// The emulated driver is used unless a control directory is named, by --ctrl-dir or by the
-// configuration's wpaifPath; --emulated uses it all the same. It then listens in a private
-// directory, which takes the place of wpaifPath.
+// The emulated driver is used unless --ctrl-dir or the configuration's wpaifPath names a control
+// directory; --emulated uses it in any case. It listens in a private directory, which then takes
+// the place of wpaifPath.
 struct RunOptions {
   std::vector<std::string> words;  // without any, and without a script: the built-in session
   std::string script;              // "-" is standard input

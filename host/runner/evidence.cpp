@@ -61,7 +61,7 @@ std::vector<std::string> Compare(const DriverModel& expected, const DriverModel&
       differences.push_back(fmt::format("{} ({}) is not in the driver", key, value));
     } else if (found->second != value) {
       differences.push_back(
-          fmt::format("{} is \"{}\" in the driver, \"{}\" by what the service was told", key,
+          fmt::format(R"({} is "{}" in the driver, "{}" by what the service was told)", key,
                       found->second, value));
     }
   }

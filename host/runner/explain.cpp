@@ -1,6 +1,5 @@
 #include <android/log.h>
-#include <fcntl.h>
-#include <unistd.h>
+#include <dirent.h>
 
 #include <filesystem>
 #include <fstream>
@@ -35,7 +34,9 @@ bool IsRateMask(const std::string& text) {
 // What is allowed, but may not be what its writer meant.
 Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::string& file) {
   Lines surprises;
+  bool anySet = false;
   ForEachSetting(settings, [&](const std::string& name, auto& value) {
+    anySet = anySet || !config.OriginOf(KeyOf(name)).empty();
     const auto add = [&](const std::string& text) {
       surprises.push_back(fmt::format("{}: {}: {}", config.OriginOf(KeyOf(name)), name, text));
     };
@@ -55,7 +56,7 @@ Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::stri
       add("apply fails without a wlanUnitTestTargetNode");
     }
   });
-  if (!config.HoldsAny(kSettingPrefix)) {
+  if (!anySet) {
     surprises.push_back(
         file +
         ": nothing in a table [nuvrel.services.wirelesslinkconfig]: every setting is its "
@@ -88,36 +89,21 @@ class NodeValues : public SessionOutput {
   Lines mValues;
 };
 
-// A directory in place of the one of the setting wlanUnitTestTargetNode.
-class PrivateNode {
- public:
-  explicit PrivateNode(const std::string& interface)
-      : mDescriptor(open(mDirectory.Path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-    std::filesystem::create_directory(mDirectory.Path() + "/" + interface);
-    std::ofstream(mDirectory.Path() + "/" + interface + "/unit_test_target");
-  }
-  ~PrivateNode() { close(mDescriptor); }
-  PrivateNode(const PrivateNode&) = delete;
-  PrivateNode& operator=(const PrivateNode&) = delete;
-
-  // A name without capitals, since the service gets this setting in lower case.
-  std::string Path() const { return fmt::format("/proc/self/fd/{}", mDescriptor); }
-
- private:
-  const PrivateDirectory mDirectory;
-  const int mDescriptor;
-};
-
 // Has the service apply and revert the settings on an emulated driver, and prints what it did.
-// Changes the paths in `config`; `node` is the one to print.
+// Private paths take the place of those in `config`; `node` is the one to print.
 void PlaySettings(const std::string& interface, TomlConfig& config, const std::string& node) {
-  const PrivateDirectory sockets;
-  EmulatedDriver driver({.directory = sockets.Path(), .interface = interface});
+  const PrivateDirectory directory;
+  EmulatedDriver driver({.directory = directory.Path(), .interface = interface});
   driver.Start();
-  const PrivateNode privateNode(interface);
-  config.Set(KeyOf("wpaifPath"), sockets.Path(), "");
+  config.Set(KeyOf("wpaifPath"), directory.Path(), "");
+  const std::string folder = directory.Path() + "/" + interface + "-node";
+  std::filesystem::create_directories(folder + "/" + interface);
+  std::ofstream(folder + "/" + interface + "/unit_test_target");
+  const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(folder.c_str()), &closedir);
   if (!node.empty()) {
-    config.Set(KeyOf("wlanUnitTestTargetNode"), privateNode.Path(), "");
+    // This setting reaches the service in lower case: the folder is named without capitals.
+    config.Set(KeyOf("wlanUnitTestTargetNode"),
+               fmt::format("/proc/self/fd/{}", dirfd(opened.get())), "");
   }
   SetDiscovery(interface, "192.168.49.1", "192.168.49.2");
   SessionOutputs outputs;

@@ -31,8 +31,8 @@ constexpr char kEmulatedSelfIp[] = "192.168.49.1";
 
 volatile std::sig_atomic_t gStop = 0;
 
-// The first ^C ends the session in good order, after the command that is running; a second one
-// ends the process. Reading and sleeping are interrupted.
+// The first ^C ends the session after the command that is running, the service then clears up; a
+// second one ends the process. Reading and sleeping are interrupted.
 void StopOnSignals() {
   struct sigaction action {};
   action.sa_handler = [](int) { gStop = 1; };

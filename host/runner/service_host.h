@@ -3,8 +3,8 @@
 // A request goes in as a 320-byte record and its status comes back as another, on a connection of
 // the host's own. Example: init is sent as payload 01 and answered with 01 00 00 00 00.
 //
-// The library is found by path; it is unloaded again when the host goes. One host at a time: there
-// is one service in a process. Not thread-safe.
+// The library is found by path; it is unloaded again when the host goes. One host at a time: a
+// process has one service. Not thread-safe.
 #ifndef NUVREL_HOST_RUNNER_SERVICE_HOST_H_
 #define NUVREL_HOST_RUNNER_SERVICE_HOST_H_
 

@@ -31,30 +31,43 @@ class SignalsBlocked {
 
 }  // namespace
 
-Listener::Listener(std::unique_ptr<ControlClient> client) : mClient(std::move(client)) {
+void Listener::Start(std::unique_ptr<ControlClient> client) {
   const SignalsBlocked blocked;
-  mThread = std::thread([this] { Read(); });
-}
-
-Listener::~Listener() { Stop(); }
-
-void Listener::Read() {
-  pollfd watched{mClient->Descriptor(), POLLIN, 0};
-  do {
-    poll(&watched, 1, -1);
-  } while (Take());
-}
-
-// False once the listener has been stopped.
-bool Listener::Take() {
   const std::lock_guard<std::mutex> lock(mLock);
-  TakeArrived();
+  mThread = std::thread([this, descriptor = client->Descriptor()] { Read(descriptor); });
+  mClient = std::move(client);
+}
+
+void Listener::Stop() {
+  std::unique_ptr<ControlClient> client;  // closed when its thread has ended
+  {
+    const std::lock_guard<std::mutex> lock(mLock);
+    client = std::move(mClient);
+    mMessages.clear();
+    ++mStops;
+  }
   mChanged.notify_all();
-  return !mStopped;
+  if (client) {
+    shutdown(client->Descriptor(), SHUT_RD);  // ends the thread's poll
+    mThread.join();
+  }
+}
+
+void Listener::Read(int descriptor) {
+  pollfd watched{descriptor, POLLIN, 0};
+  for (;;) {
+    poll(&watched, 1, -1);
+    const std::lock_guard<std::mutex> lock(mLock);
+    if (!mClient) {
+      return;
+    }
+    TakeArrived();
+    mChanged.notify_all();
+  }
 }
 
 void Listener::TakeArrived() {
-  while (auto message = mStopped ? std::nullopt : mClient->Receive()) {
+  while (auto message = mClient ? mClient->Receive() : std::nullopt) {
     if (mMessages.size() == kMaxMessages) {
       mMessages.pop_front();
     }
@@ -67,7 +80,8 @@ bool Listener::Next(std::string& message, const std::string& prefix,
   const auto deadline = std::chrono::steady_clock::now() + limit;
   const std::lock_guard<std::mutex> lock(mLock);
   TakeArrived();
-  for (bool inTime = true; !mStopped && (inTime || !mMessages.empty());) {
+  const uint64_t stops = mStops;
+  for (bool inTime = mClient != nullptr; mStops == stops && (inTime || !mMessages.empty());) {
     if (mMessages.empty()) {
       inTime = mChanged.wait_until(mLock, deadline) == std::cv_status::no_timeout;
       continue;
@@ -86,18 +100,6 @@ void Listener::Drop() {
   const std::lock_guard<std::mutex> lock(mLock);
   TakeArrived();
   mMessages.clear();
-}
-
-void Listener::Stop() {
-  {
-    const std::lock_guard<std::mutex> lock(mLock);
-    mStopped = true;
-  }
-  shutdown(mClient->Descriptor(), SHUT_RD);  // ends the thread's poll
-  mChanged.notify_all();
-  if (mThread.joinable()) {
-    mThread.join();
-  }
 }
 
 }  // namespace host

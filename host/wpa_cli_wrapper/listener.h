@@ -17,34 +17,36 @@
 
 namespace host {
 
-// Any thread may call these.
 class Listener {
  public:
-  // Takes over a client that is attached. Throws std::system_error when no thread can be started.
-  explicit Listener(std::unique_ptr<ControlClient> client);
-  ~Listener();  // stops first
+  Listener() = default;
+  ~Listener() { Stop(); }
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  // Waits at most `limit` for a message that begins with `prefix`, which replaces `message`; those
-  // before it are dropped. False, with `message` empty, when none came or Stop was called.
-  bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit)
-      EXCLUDES(mLock);
-  // Drops every message that has arrived by now.
-  void Drop() EXCLUDES(mLock);
-  // Ends the thread, and every wait in Next.
+  // Reads from `client`, which is attached, until Stop. Throws std::system_error when no thread can
+  // be started. Start and Stop are called by one thread at a time, Start when stopped.
+  void Start(std::unique_ptr<ControlClient> client) EXCLUDES(mLock);
+  // Ends the thread and every wait, closes the client and drops what has arrived.
   void Stop() EXCLUDES(mLock);
 
+  // Waits at most `limit` for a message that begins with `prefix`, which replaces `message`; those
+  // before it are dropped. False, with `message` empty, when none came or Stop was called. Any
+  // thread may call it.
+  bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit)
+      EXCLUDES(mLock);
+  // Drops every message that has arrived by now. Any thread may call it.
+  void Drop() EXCLUDES(mLock);
+
  private:
-  void Read() EXCLUDES(mLock);
-  bool Take() EXCLUDES(mLock);
+  void Read(int descriptor) EXCLUDES(mLock);
   void TakeArrived() REQUIRES(mLock);
 
-  const std::unique_ptr<ControlClient> mClient;
   std::mutex mLock;
-  std::condition_variable_any mChanged;  // notified when one of the next two has changed
+  std::condition_variable_any mChanged;  // notified when one of the next three has changed
+  std::unique_ptr<ControlClient> mClient GUARDED_BY(mLock);  // null when stopped
+  uint64_t mStops GUARDED_BY(mLock) = 0;
   std::deque<std::string> mMessages GUARDED_BY(mLock);
-  bool mStopped GUARDED_BY(mLock) = false;
   std::thread mThread;
 };
 

@@ -1,8 +1,7 @@
 // The wrapper: one client for commands, one attached for unsolicited messages.
 //
-// Locks: opening, closing and a command with its answer hold mExchangeLock. mListenerLock, taken
-// inside it or alone, is held only to copy or change the pointer to the listener, so that a wait
-// for a message and a command never wait for each other.
+// Opening, closing and a command with its answer hold mExchangeLock; a wait for a message holds
+// only the listener's own lock, so that it and a command never wait for each other.
 #pragma GCC visibility push(default)
 #include "framework/wpa_cli_wrapper.h"
 #include "host/wpa_cli_wrapper/exchange_observer.h"
@@ -44,35 +43,16 @@ class CtrlWrapper : public WpaCliWrapper {
  private:
   void CloseAll() REQUIRES(mExchangeLock);
   int32_t Request(const std::string& command, std::string& reply) EXCLUDES(mExchangeLock);
-  std::shared_ptr<Listener> SharedListener() EXCLUDES(mListenerLock);
-  void ReplaceListener(std::shared_ptr<Listener> listener) EXCLUDES(mListenerLock);
 
   std::mutex mExchangeLock;
   std::string mPath GUARDED_BY(mExchangeLock);
   std::unique_ptr<ControlClient> mCommands GUARDED_BY(mExchangeLock);  // null when closed
-  std::mutex mListenerLock;
-  // Null when closed; shared with the threads that wait for a message.
-  std::shared_ptr<Listener> mListener GUARDED_BY(mListenerLock);
+  Listener mListener;
 };
-
-std::shared_ptr<Listener> CtrlWrapper::SharedListener() {
-  const std::lock_guard<std::mutex> lock(mListenerLock);
-  return mListener;
-}
-
-void CtrlWrapper::ReplaceListener(std::shared_ptr<Listener> listener) {
-  {
-    const std::lock_guard<std::mutex> lock(mListenerLock);
-    std::swap(mListener, listener);
-  }
-  if (listener) {
-    listener->Stop();
-  }
-}
 
 void CtrlWrapper::CloseAll() {
   mCommands.reset();
-  ReplaceListener(nullptr);
+  mListener.Stop();
 }
 
 int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
@@ -84,7 +64,7 @@ int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
     return kNotSent;
   }
   try {
-    ReplaceListener(std::make_shared<Listener>(std::move(monitor)));
+    mListener.Start(std::move(monitor));
   } catch (const std::system_error&) {
     return kNotSent;  // no thread can be started
   }
@@ -105,7 +85,7 @@ int32_t CtrlWrapper::Request(const std::string& command, std::string& reply) {
   if (!mCommands) {
     return kNotSent;
   }
-  SharedListener()->Drop();
+  mListener.Drop();
   const int32_t result = mCommands->Request(command, reply);
   if (result == kNoAnswer) {
     mCommands = ControlClient::Open(mPath);  // no late answer can reach the new one
@@ -127,11 +107,8 @@ int32_t CtrlWrapper::ExecuteCommand(const std::string& command, const std::strin
 int32_t CtrlWrapper::GetResponse(std::string& message, const std::string& prefix,
                                  int32_t waitLimit) {
   const Clock::time_point begin = Clock::now();
-  const auto listener = SharedListener();
-  message.clear();
   const std::chrono::milliseconds limit(std::max(waitLimit, 0));
-  const bool came = listener && listener->Next(message, prefix, limit);
-  const int32_t result = came ? kDone : kNoAnswer;
+  const int32_t result = mListener.Next(message, prefix, limit) ? kDone : kNoAnswer;
   if (gObserver) {
     gObserver({Exchange::Kind::kWait, prefix, message, result, begin, Clock::now()});
   }
