@@ -11,9 +11,11 @@
 namespace nuvrel {
 namespace {
 
-void LogInteger(const char* function, const std::string& key, int32_t value) {
-  __android_log_print(ANDROID_LOG_INFO, nullptr, "%s - %s(int): %ld\n", function, key.c_str(),
-                      static_cast<long>(value));
+void Log(uint32_t mask, const std::string& key, const char* type, const std::string& value) {
+  if ((mask & kNuvrelLogInfo) != 0) {
+    __android_log_print(ANDROID_LOG_INFO, nullptr, "getProperty - %s(%s): %s\n", key.c_str(), type,
+                        value.c_str());
+  }
 }
 
 }  // namespace
@@ -27,10 +29,7 @@ int ConfigParser::getProperty(const std::string& key, std::string& value) {
   }
   // Paths keep their case, as the file system needs it; all other texts are given in lower case.
   value = lowerKey.ends_with("path") ? found->second : host::LowerCase(found->second);
-  if ((mLogMask & kNuvrelLogInfo) != 0) {
-    __android_log_print(ANDROID_LOG_INFO, nullptr, "%s - %s(string): %s\n", __func__, key.c_str(),
-                        value.c_str());
-  }
+  Log(mLogMask, key, "string", value);
   return 0;
 }
 
@@ -41,9 +40,7 @@ int ConfigParser::getProperty(const std::string& key, int32_t& value) {
     return -1;
   }
   value = static_cast<int32_t>(found->second);
-  if ((mLogMask & kNuvrelLogInfo) != 0) {
-    LogInteger(__func__, key, value);
-  }
+  Log(mLogMask, key, "int", std::to_string(value));
   return 0;
 }
 
@@ -54,9 +51,7 @@ int ConfigParser::getProperty(const std::string& key, bool& value) {
     return -1;
   }
   value = found->second != 0;
-  if ((mLogMask & kNuvrelLogInfo) != 0) {
-    LogInteger(__func__, key, value ? 1 : 0);
-  }
+  Log(mLogMask, key, "int", value ? "1" : "0");
   return 0;
 }
 

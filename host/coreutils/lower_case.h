@@ -8,9 +8,7 @@ namespace host {
 
 inline std::string LowerCase(std::string text) {
   for (char& letter : text) {
-    if (letter >= 'A' && letter <= 'Z') {
-      letter = static_cast<char>(letter - 'A' + 'a');
-    }
+    letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
   }
   return text;
 }

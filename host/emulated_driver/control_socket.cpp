@@ -19,7 +19,6 @@ namespace host {
 namespace {
 
 constexpr size_t kMaxCommand = 8192;
-constexpr size_t kMaxPath = sizeof(sockaddr_un::sun_path) - 1;
 constexpr int kMaxFailures = 10;
 
 bool IsFileName(const std::string& name) {
@@ -29,7 +28,7 @@ bool IsFileName(const std::string& name) {
 sockaddr_un AddressOf(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, kMaxPath);
+  path.copy(address.sun_path, kMaxSocketPath);
   return address;
 }
 
@@ -37,19 +36,21 @@ int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 
 bool IsDeadSocket(const std::string& path) {
   struct stat status {};
-  if (lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
-    return false;
-  }
-  const int probe = OpenDatagramSocket();
-  const sockaddr_un address = AddressOf(path);
-  const bool refused =
-      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 &&
-      errno == ECONNREFUSED;
-  close(probe);
-  return refused;
+  return lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode) &&
+         ConnectError(path) == ECONNREFUSED;
 }
 
 }  // namespace
+
+int ConnectError(const std::string& path) {
+  const int probe = OpenDatagramSocket();
+  const sockaddr_un address = AddressOf(path);
+  const bool connected =
+      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  const int error = connected ? 0 : errno;
+  close(probe);
+  return error;
+}
 
 ControlSocket::~ControlSocket() { Close(); }
 
@@ -58,11 +59,11 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
   if (!IsFileName(interface)) {
     throw Refusal("interface \"{}\" is no interface name: give one such as wlan0", interface);
   }
-  if (path.size() > kMaxPath) {
+  if (path.size() > kMaxSocketPath) {
     throw Refusal(
         "control socket {}: the path has {} bytes, a socket's may have {}: use a shorter "
         "directory",
-        path, path.size(), kMaxPath);
+        path, path.size(), kMaxSocketPath);
   }
   Close();
   mDescriptor = OpenDatagramSocket();

@@ -1,10 +1,7 @@
 #include "host/runner/why_not_open.h"
 
 #include <fmt/format.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,12 +9,11 @@
 #include <filesystem>
 #include <vector>
 
+#include "host/emulated_driver/control_socket.h"
 #include "host/wpa_cli_wrapper/control_client.h"
 
 namespace host {
 namespace {
-
-constexpr size_t kMaxPath = sizeof(sockaddr_un::sun_path) - 1;
 
 // Where the socket should be, and which are there in its place.
 std::string NoSocket(const std::filesystem::path& path) {
@@ -36,25 +32,12 @@ std::string NoSocket(const std::filesystem::path& path) {
                          : fmt::format("sockets in {}: {}", directory, fmt::join(sockets, ", ")));
 }
 
-// errno of a connection to it, 0 when there is a listener.
-int Connect(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, kMaxPath);
-  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const bool open =
-      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-  const int error = open ? 0 : errno;
-  close(probe);
-  return error;
-}
-
 }  // namespace
 
 std::string WhyNotOpen(const std::string& path, std::chrono::steady_clock::duration tried) {
-  if (path.size() > kMaxPath) {
+  if (path.size() > kMaxSocketPath) {
     return fmt::format("{}: the path has {} bytes, a socket's may have {}: use a shorter directory",
-                       path, path.size(), kMaxPath);
+                       path, path.size(), kMaxSocketPath);
   }
   struct stat file {};
   const int missing = stat(path.c_str(), &file) == 0 ? 0 : errno;
@@ -64,7 +47,7 @@ std::string WhyNotOpen(const std::string& path, std::chrono::steady_clock::durat
   if (missing == 0 && !S_ISSOCK(file.st_mode)) {
     return path + " is not a socket: name the supplicant's directory and the interface";
   }
-  const int error = missing != 0 ? missing : Connect(path);
+  const int error = missing != 0 ? missing : ConnectError(path);
   if (error == ECONNREFUSED) {
     return "nobody listens at " + path + ": its supplicant has ended; start it again";
   }
