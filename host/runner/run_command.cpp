@@ -3,12 +3,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iostream>
+#include <istream>
 #include <memory>
 #include <optional>
 
@@ -18,6 +17,7 @@
 #include "host/emulated_driver/emulated_driver.h"
 #include "host/refusal.h"
 #include "host/runner/commands.h"
+#include "host/runner/interruption.h"
 #include "host/runner/log_sink.h"
 #include "host/runner/outputs.h"
 #include "host/runner/private_directory.h"
@@ -28,18 +28,6 @@ namespace host {
 namespace {
 
 constexpr char kEmulatedSelfIp[] = "192.168.49.1";
-
-volatile std::sig_atomic_t gStop = 0;
-
-// The first ^C ends the session after the command that is running, the service then clears up; a
-// second one ends the process. Reading and sleeping are interrupted.
-void StopOnSignals() {
-  struct sigaction action {};
-  action.sa_handler = [](int) { gStop = 1; };
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  (void)sigaction(SIGINT, &action, nullptr);
-  (void)sigaction(SIGTERM, &action, nullptr);
-}
 
 std::string KeyOf(const char* name) { return std::string(kSettingPrefix) + name; }
 
@@ -123,7 +111,9 @@ int PriorityOf(const std::string& level) {
 
 // Plays each line as it comes; whether all of them could be played. A wrong line is refused alone.
 bool PlayStandardInput(Session& session) {
-  Script script(std::cin, "standard input");
+  InterruptibleInput buffer;
+  std::istream input(&buffer);
+  Script script(input, "standard input");
   bool allPlayed = true;
   std::vector<Step> steps;
   for (bool more = true; more && !session.Stopped();) {
@@ -157,14 +147,6 @@ std::string SetAddresses(const RunOptions& options, bool emulated) {
                      options.peerIp);
 }
 
-void TellFaults(const SessionDriver& driver, const SessionOutputs& outputs) {
-  if (driver.mEmulated) {
-    for (const FaultCount& fault : driver.mEmulated->FaultCounts()) {
-      outputs.Tell(&SessionOutput::OnNotice, FaultSentence(fault));
-    }
-  }
-}
-
 }  // namespace
 
 ExitStatus RunSession(const RunOptions& options) {
@@ -184,13 +166,12 @@ ExitStatus RunSession(const RunOptions& options) {
   ServiceHost service(info.library, config);
   MakeOutputs(options, outputs);
 
-  StopOnSignals();
-  Session session(service, driver.mPath, outputs, gStop);
+  LetCommandsEnd();
+  Session session(service, driver.mPath, outputs);
   outputs.Tell(&SessionOutput::OnStart, info);
   session.Play(steps);
   const bool allPlayed = options.script != "-" || PlayStandardInput(session);
-  TellFaults(driver, outputs);
-  session.Finish();
+  session.Finish(driver.mEmulated ? driver.mEmulated->FaultCounts() : std::vector<FaultCount>());
   return !allPlayed ? kExitCannotRun : session.AllSucceeded() ? kExitGood : kExitNegative;
 }
 

@@ -4,9 +4,11 @@
 #include <stddef.h>  // NOLINT(modernize-deprecated-headers): wpa_ctrl.h relies on it
 #include <sys/select.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 
 #include <wpa_ctrl.h>
@@ -21,6 +23,11 @@ constexpr size_t kMaxMessageBytes = 16384;
 // libwpa_client numbers its socket files from a plain static counter.
 std::mutex gOpenLock;
 
+const char* SocketDirectory() {
+  const char* directory = std::getenv("TMPDIR");
+  return directory != nullptr ? directory : "/tmp";
+}
+
 }  // namespace
 
 std::unique_ptr<ControlClient> ControlClient::Open(const std::string& path) {
@@ -28,8 +35,7 @@ std::unique_ptr<ControlClient> ControlClient::Open(const std::string& path) {
     return nullptr;  // the library would leave its socket file behind
   }
   const std::lock_guard<std::mutex> lock(gOpenLock);
-  const char* directory = std::getenv("TMPDIR");
-  wpa_ctrl* opened = wpa_ctrl_open2(path.c_str(), directory != nullptr ? directory : "/tmp");
+  wpa_ctrl* opened = wpa_ctrl_open2(path.c_str(), SocketDirectory());
   if (opened == nullptr) {
     return nullptr;
   }
@@ -67,6 +73,16 @@ std::optional<std::string> ControlClient::Receive() {
   return wpa_ctrl_recv(mConnection, message.data(), &length) == 0
              ? std::optional(std::string(message.data(), length))
              : std::nullopt;
+}
+
+void ControlClient::RemoveFiles() {
+  const std::string own = "wpa_ctrl_" + std::to_string(getpid()) + "-";
+  std::error_code ignored;
+  for (const auto& file : std::filesystem::directory_iterator(SocketDirectory(), ignored)) {
+    if (file.path().filename().string().starts_with(own)) {
+      std::filesystem::remove(file, ignored);
+    }
+  }
 }
 
 int ControlClient::Descriptor() const { return wpa_ctrl_get_fd(mConnection); }

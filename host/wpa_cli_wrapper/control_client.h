@@ -45,6 +45,9 @@ class __attribute__((visibility("default"))) ControlClient {
   std::optional<std::string> Receive();
   int Descriptor() const;  // readable when a message has arrived
 
+  // Removes the socket files of all clients, for a process that ends without closing them.
+  static void RemoveFiles();
+
  private:
   explicit ControlClient(wpa_ctrl* connection) : mConnection(connection) {}
 
