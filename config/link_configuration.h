@@ -10,6 +10,7 @@
 #include <string>
 
 inline constexpr char kSettingPrefix[] = "nuvrel.services.wirelesslinkconfig.";
+inline std::string SettingKey(const std::string& name) { return kSettingPrefix + name; }
 
 struct LinkConfiguration {
   std::string wpaifPath;               // directory of the supplicant's control sockets

@@ -25,7 +25,7 @@ void WirelessLinkConfigService::LoadConfig() {
   LinkConfiguration& config = *mLinkConfig;
   ForEachSetting(config, [this](const char* name, auto& field) {
     std::decay_t<decltype(field)> value{};
-    if (mConfigParser->getProperty(std::string(kSettingPrefix) + name, value) == 0) {
+    if (mConfigParser->getProperty(SettingKey(name), value) == 0) {
       field = std::move(value);
     }
   });

@@ -54,7 +54,7 @@ std::string WrongSetting(const std::string& flatKey, const toml::node& node) {
   ForEachSetting(fields, [&](const char* name, auto& field) {
     using Field = std::decay_t<decltype(field)>;
     using Type = std::conditional_t<std::is_same_v<Field, int32_t>, int64_t, Field>;
-    if (LowerCase(std::string(kSettingPrefix) + name) != flatKey) {
+    if (LowerCase(SettingKey(name)) != flatKey) {
       return;
     }
     const auto value = node.value_exact<Type>();

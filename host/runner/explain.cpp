@@ -23,8 +23,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-std::string KeyOf(const std::string& name) { return kSettingPrefix + name; }
-
 bool IsRateMask(const std::string& text) {
   return text.size() >= 3 && text.size() <= 10 &&
          (text.starts_with("0x") || text.starts_with("0X")) &&
@@ -36,9 +34,9 @@ Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::stri
   Lines surprises;
   bool anySet = false;
   ForEachSetting(settings, [&](const std::string& name, auto& value) {
-    anySet = anySet || !config.OriginOf(KeyOf(name)).empty();
+    anySet = anySet || !config.OriginOf(SettingKey(name)).empty();
     const auto add = [&](const std::string& text) {
-      surprises.push_back(fmt::format("{}: {}: {}", config.OriginOf(KeyOf(name)), name, text));
+      surprises.push_back(fmt::format("{}: {}: {}", config.OriginOf(SettingKey(name)), name, text));
     };
     using Value = std::decay_t<decltype(value)>;
     if constexpr (std::is_same_v<Value, int32_t>) {
@@ -49,7 +47,7 @@ Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::stri
       if (name.ends_with("mask") && !IsRateMask(value)) {
         add(fmt::format("\"{}\" is not a mask of 0x and 1 to 8 hexadecimal digits", value));
       }
-      if (name.ends_with("Node") && config.TextAsSet(KeyOf(name)) != value) {
+      if (name.ends_with("Node") && config.TextAsSet(SettingKey(name)) != value) {
         add(fmt::format("reaches the service in lower case, as \"{}\"", value));
       }
     } else if (name == "disableRRA" && value && settings.wlanUnitTestTargetNode.empty()) {
@@ -95,14 +93,14 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
   const PrivateDirectory directory;
   EmulatedDriver driver({.directory = directory.Path(), .interface = interface});
   driver.Start();
-  config.Set(KeyOf("wpaifPath"), directory.Path(), "");
+  config.Set(SettingKey("wpaifPath"), directory.Path(), "");
   const std::string folder = directory.Path() + "/" + interface + "-node";
   std::filesystem::create_directories(folder + "/" + interface);
   std::ofstream(folder + "/" + interface + "/unit_test_target");
   const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(folder.c_str()), &closedir);
   if (!node.empty()) {
     // This setting reaches the service in lower case: the folder is named without capitals.
-    config.Set(KeyOf("wlanUnitTestTargetNode"),
+    config.Set(SettingKey("wlanUnitTestTargetNode"),
                fmt::format("/proc/self/fd/{}", dirfd(opened.get())), "");
   }
   SetDiscovery(interface, "192.168.49.1", "192.168.49.2");
@@ -144,12 +142,12 @@ ExitStatus Explain(const ExplainOptions& options) {
   LinkConfiguration settings;
   Print("Settings in force with {}\n", Visible(options.file));
   ForEachSetting(settings, [&](const std::string& name, auto& value) {
-    config.getProperty(KeyOf(name), value);
+    config.getProperty(SettingKey(name), value);
     std::string shown = fmt::format("{}", value);
     if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::string>) {
       shown = fmt::format("\"{}\"", value);
     }
-    const std::string origin = config.OriginOf(KeyOf(name));
+    const std::string origin = config.OriginOf(SettingKey(name));
     Print("  {:24} {:16} {}\n", name, Visible(shown), origin.empty() ? "default" : Visible(origin));
   });
   const Lines surprises = Surprises(config, settings, options.file);

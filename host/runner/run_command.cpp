@@ -29,8 +29,6 @@ namespace {
 
 constexpr char kEmulatedSelfIp[] = "192.168.49.1";
 
-std::string KeyOf(const char* name) { return std::string(kSettingPrefix) + name; }
-
 bool IsBuiltIn(const RunOptions& options) {
   return options.words.empty() && options.script.empty();
 }
@@ -69,7 +67,7 @@ std::string LoadSettings(const RunOptions& options, TomlConfig& config) {
   }
   if (IsBuiltIn(options)) {
     // So that the built-in session shows every driver command.
-    config.Set(KeyOf("wlanEnableTsf"), 1, "the built-in session");
+    config.Set(SettingKey("wlanEnableTsf"), 1, "the built-in session");
     return "built-in defaults, wlanEnableTsf = true";
   }
   return "built-in defaults";
@@ -80,7 +78,7 @@ struct SessionDriver {
   SessionDriver(const RunOptions& options, TomlConfig& config) {
     std::string directory = options.controlDirectory;
     if (directory.empty() && !options.emulated) {
-      config.getProperty(KeyOf("wpaifPath"), directory);
+      config.getProperty(SettingKey("wpaifPath"), directory);
     }
     if (directory.empty()) {
       directory = mDirectory.emplace().Path();
@@ -93,7 +91,7 @@ struct SessionDriver {
           "driver, or use --emulated",
           directory);
     }
-    config.Set(KeyOf("wpaifPath"), directory, "the control directory");
+    config.Set(SettingKey("wpaifPath"), directory, "the control directory");
     mPath = directory + "/" + options.interface;
   }
 
