@@ -33,6 +33,7 @@ struct RunOptions {
   std::vector<FaultRule> faults;
   std::string logLevel = "warn";  // or error, info, debug
   bool json = false;
+  bool strict = false;  // what differs or is not checked, and idle faults, count as failures
   std::string trace;
 };
 ExitStatus RunSession(const RunOptions& options);

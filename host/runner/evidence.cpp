@@ -94,6 +94,7 @@ std::string Evidence::Check(CommandReport& report) {
   if (std::none_of(report.exchanges.begin(), report.exchanges.end(), MayChangeDriver)) {
     return "";
   }
+  report.unchecked = true;
   std::vector<std::string> differences;
   for (const Exchange& exchange : report.exchanges) {
     if (mExpected && MayChangeDriver(exchange) && !Follow(exchange)) {
@@ -112,6 +113,7 @@ std::string Evidence::Check(CommandReport& report) {
   report.state = SplitLines(status);
   if (mExpected && !IsCut(report.state)) {
     report.checked = true;
+    report.unchecked = false;
     report.differences = Compare(*mExpected, *held);
     report.differences.insert(report.differences.end(), differences.begin(), differences.end());
   }

@@ -2,6 +2,7 @@
 #include <net/if.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -134,15 +135,30 @@ void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
   }
 }
 
-// Chooses this device's address and tells the discovery client; both addresses, for a person.
-std::string SetAddresses(const RunOptions& options, bool emulated) {
+// Chooses this device's address, and tells both to the discovery client.
+void SetAddresses(const RunOptions& options, bool emulated, SessionInfo& info) {
   std::string selfIp = options.selfIp;
   if (selfIp.empty() && (emulated || if_nametoindex(options.interface.c_str()) == 0)) {
     selfIp = kEmulatedSelfIp;
   }
   SetDiscovery(options.interface, selfIp, options.peerIp);
-  return fmt::format("{} to peer {}", selfIp.empty() ? "those of " + options.interface : selfIp,
-                     options.peerIp);
+  info.self = selfIp.empty() ? "those of " + options.interface : selfIp;
+  info.peer = options.peerIp;
+}
+
+// Whether --strict finds nothing; tells what it finds.
+bool PassesStrict(const Session& session, const std::vector<FaultCount>& faults,
+                  const SessionOutputs& outputs) {
+  const auto idle = std::count_if(faults.begin(), faults.end(),
+                                  [](const FaultCount& fault) { return fault.fired == 0; });
+  if (session.Differing() == 0 && session.Unchecked() == 0 && idle == 0) {
+    return true;
+  }
+  outputs.Tell(&SessionOutput::OnNotice,
+               fmt::format("--strict: the driver differs after {} of the commands, cannot be "
+                           "checked after {}; faults that never fired: {}",
+                           session.Differing(), session.Unchecked(), idle));
+  return false;
 }
 
 }  // namespace
@@ -155,7 +171,7 @@ ExitStatus RunSession(const RunOptions& options) {
   info.settings = LoadSettings(options, config);
   const SessionDriver driver(options, config);
   info.driver = (driver.mEmulated ? "emulated, at " : "the supplicant at ") + driver.mPath;
-  info.addresses = SetAddresses(options, driver.mEmulated.has_value());
+  SetAddresses(options, driver.mEmulated.has_value(), info);
 
   SessionOutputs outputs;
   const int priority = PriorityOf(options.logLevel);
@@ -169,8 +185,11 @@ ExitStatus RunSession(const RunOptions& options) {
   outputs.Tell(&SessionOutput::OnStart, info);
   session.Play(steps);
   const bool allPlayed = options.script != "-" || PlayStandardInput(session);
-  session.Finish(driver.mEmulated ? driver.mEmulated->FaultCounts() : std::vector<FaultCount>());
-  return !allPlayed ? kExitCannotRun : session.AllSucceeded() ? kExitGood : kExitNegative;
+  const auto faults =
+      driver.mEmulated ? driver.mEmulated->FaultCounts() : std::vector<FaultCount>();
+  const bool strict = !options.strict || PassesStrict(session, faults, outputs);
+  session.Finish(faults);
+  return !allPlayed ? kExitCannotRun : session.AllSucceeded() && strict ? kExitGood : kExitNegative;
 }
 
 }  // namespace host
