@@ -11,6 +11,7 @@
 #include "host/refusal.h"
 #include "host/runner/commands.h"
 #include "host/runner/log_sink.h"
+#include "host/runner/node_writes.h"
 #include "host/runner/output_file.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/service_host.h"
@@ -72,21 +73,6 @@ void PrintList(const std::string& title, const Lines& lines) {
   }
 }
 
-// The values that the service writes to the node, from its log: in the node's file nothing stands
-// between them.
-class NodeValues : public SessionOutput {
- public:
-  void OnLogLine(const LogLine& line) override {
-    constexpr std::string_view kBefore = "set unit test target values = ";
-    const size_t begin = line.text.find(kBefore);
-    if (begin != std::string::npos) {
-      mValues.push_back(line.text.substr(begin + kBefore.size()));
-    }
-  }
-
-  Lines mValues;
-};
-
 // Has the service apply and revert the settings on an emulated driver, and prints what it did.
 // Private paths take the place of those in `config`; `node` is the one to print.
 void PlaySettings(const std::string& interface, TomlConfig& config, const std::string& node) {
@@ -104,12 +90,13 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
                fmt::format("/proc/self/fd/{}", dirfd(opened.get())), "");
   }
   SetDiscovery(interface, "192.168.49.1", "192.168.49.2");
-  SessionOutputs outputs;
-  outputs.push_back(std::make_unique<NodeValues>());
-  const LogSink log(ANDROID_LOG_SILENT, ANDROID_LOG_INFO, outputs);
+  const SessionOutputs outputs;
+  const LogSink log(ANDROID_LOG_SILENT, ANDROID_LOG_SILENT, outputs);
   ServiceHost service(DefaultLibraryPath(), config);
   Lines sent;
   SetExchangeObserver([&](const Exchange& exchange) { sent.push_back(exchange.asked); });
+  Lines written;
+  SetNodeObserver([&](const Exchange& exchange) { written.push_back(exchange.asked); });
   const auto play = [&](const char* command) {
     sent.clear();
     service.Send(ParseSteps(command).front().command->Packet());
@@ -117,10 +104,10 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
   };
   play("init");
   play("apply-link-settings");
-  PrintList(fmt::format("and writes to {}/{}/unit_test_target", node, interface),
-            static_cast<const NodeValues&>(*outputs.front()).mValues);
+  PrintList(fmt::format("and writes to {}/{}/unit_test_target", node, interface), written);
   play("revert-link-settings");
   SetExchangeObserver(nullptr);
+  SetNodeObserver(nullptr);
 }
 
 // Says when the file has wlc run leave the emulated driver for a supplicant, and whether that

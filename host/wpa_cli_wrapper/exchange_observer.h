@@ -11,7 +11,7 @@
 namespace host {
 
 struct Exchange {
-  enum class Kind { kCommand, kWait };
+  enum class Kind { kCommand, kWait, kNodeWrite };  // the last by wlc, see node_writes.h
 
   Kind kind;
   std::string asked;  // the command, such as "DRIVER SET_LATENCY_MODE 2", or the prefix waited for
