@@ -38,7 +38,7 @@ class ScriptedClient : public ServiceClient {
 
 extern "C" {
 #ifndef WITHOUT_FACTORY
-void CreateServiceClient(int32_t kind, ServiceClient** client, const void* extra, int32_t last) {
+void CreateServiceClient(int32_t kind, ServiceClient** client, void* extra, int32_t last) {
   Record("create " + std::to_string(kind) + (extra == nullptr ? " null " : " ") +
          std::to_string(last));
   if (gPlatform->client != 0) {
