@@ -129,7 +129,10 @@ bool PlayStandardInput(Session& session) {
 
 // Once all else is ready: a run that cannot start leaves an earlier trace as it is.
 void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
-  outputs.push_back(options.json ? MakeJsonOutput() : MakeTextOutput());
+  if (options.summary) {
+    outputs.push_back(MakeSummaryOutput());
+  }
+  outputs.push_back(options.json ? MakeJsonOutput() : MakeTextOutput(!options.summary));
   if (!options.trace.empty()) {
     outputs.push_back(MakeTraceOutput(options.trace));
   }
