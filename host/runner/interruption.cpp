@@ -10,6 +10,7 @@
 #include <cstring>
 #include <thread>
 
+#include "host/runner/output_file.h"
 #include "host/runner/private_directory.h"
 #include "host/wpa_cli_wrapper/control_client.h"
 
@@ -25,8 +26,7 @@ int gInterrupted = -1;  // an eventfd, readable from the first signal on
 [[noreturn]] void EndAtOnce(int signal) {
   PrivateDirectory::RemoveAll();
   ControlClient::RemoveFiles();
-  fmt::print(stderr, "wlc: interrupted: ended by SIG{} without waiting any longer\n",
-             sigabbrev_np(signal));
+  PrintError("wlc: interrupted: ended by SIG{} without waiting any longer\n", sigabbrev_np(signal));
   _exit(128 + signal);
 }
 
@@ -35,8 +35,7 @@ void Watch(const sigset_t& signals) {
     const bool first = gSignal.exchange(signal) == 0;
     (void)eventfd_write(gInterrupted, 1);
     if (first && signal == SIGINT && gCommandsEnd) {
-      fmt::print(stderr,
-                 "wlc: interrupted: ends after the running command; ^C again ends it at once\n");
+      PrintError("wlc: interrupted: ends after the running command; ^C again ends it at once\n");
       continue;
     }
     if (first || signal != SIGINT) {

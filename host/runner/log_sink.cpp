@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "framework/log_level.h"
+#include "host/runner/output_file.h"
 #include "host/visible.h"
 
 namespace host {
@@ -39,7 +40,7 @@ void OnLine(const __android_logger_data* data, const char* text) {
     line.text.pop_back();
   }
   if (line.priority >= gWritten) {
-    fmt::print(stderr, "{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, Shown(line.text));
+    PrintError("{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, Shown(line.text));
   }
   if (line.priority >= gTold) {
     gOutputs->Tell(&SessionOutput::OnLogLine, line);

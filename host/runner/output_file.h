@@ -42,6 +42,12 @@ void Print(fmt::format_string<Args...> format, Args&&... args) {
   PrintText(fmt::format(format, std::forward<Args>(args)...));
 }
 
+// Standard error, by all of wlc. What cannot be written there is lost.
+template <typename... Args>
+void PrintError(fmt::format_string<Args...> format, Args&&... args) {
+  (void)std::fputs(fmt::format(format, std::forward<Args>(args)...).c_str(), stderr);
+}
+
 }  // namespace host
 
 #endif  // NUVREL_HOST_RUNNER_OUTPUT_FILE_H_

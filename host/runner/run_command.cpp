@@ -20,6 +20,7 @@
 #include "host/runner/commands.h"
 #include "host/runner/interruption.h"
 #include "host/runner/log_sink.h"
+#include "host/runner/output_file.h"
 #include "host/runner/outputs.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/session.h"
@@ -120,7 +121,7 @@ bool PlayStandardInput(Session& session) {
       more = script.NextLine(steps);
       session.Play(more ? steps : std::vector<Step>());
     } catch (const Refusal& refusal) {
-      fmt::print(stderr, "wlc: {}\n", Visible(refusal.what()));
+      PrintError("wlc: {}\n", Visible(refusal.what()));
       allPlayed = false;
     }
   }

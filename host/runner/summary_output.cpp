@@ -45,19 +45,21 @@ class SummaryOutput : public SessionOutput {
     mTimes[{false, std::string(report.command.form->name)}].Add(
         Microseconds(report.begin, report.end), report.status < 0);
     for (const Exchange& exchange : report.exchanges) {
-      const bool command = exchange.kind == Exchange::Kind::kCommand;
-      mTimes[{true, command ? "DRIVER " + ShortName(exchange.asked) : "a message"}].Add(
-          Microseconds(exchange.begin, exchange.end), exchange.result < 0);
+      const std::string name = exchange.kind == Exchange::Kind::kCommand
+                                   ? "DRIVER " + ShortName(exchange.asked)
+                               : exchange.kind == Exchange::Kind::kWait ? "a message"
+                                                                        : "a write to the node";
+      mTimes[{true, name}].Add(Microseconds(exchange.begin, exchange.end), exchange.result < 0);
     }
     if (report.end - mShown > std::chrono::seconds(1) && isatty(STDERR_FILENO) == 1) {
       // Ends in the first column: what is written next takes its place.
-      fmt::print(stderr, "{} commands\033[K\r", report.number);
+      PrintError("{} commands\033[K\r", report.number);
       mShown = report.end;
     }
   }
 
-  void OnFinish(const StatusLines& /*state*/) override {
-    fmt::print(stderr, "{}", isatty(STDERR_FILENO) == 1 ? "\033[K" : "");
+  void OnFinish(const SessionEnd& /*end*/) override {
+    PrintError("{}", isatty(STDERR_FILENO) == 1 ? "\033[K" : "");
     Print("{:26}{:>9}{:>9}{:>10}{:>10}{:>10}{:>10}\n", "times in ms", "how often", "failed",
           "least", "median", "99 %", "greatest");
     for (const auto& [key, times] : mTimes) {
