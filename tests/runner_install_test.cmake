@@ -26,3 +26,19 @@ foreach(file IN LISTS installed)
     message(FATAL_ERROR "${file} looks for libraries in the build:\n${dynamic}")
   endif()
 endforeach()
+# Stripped, with its man page, its examples, and a completion that knows its options and commands.
+file(GLOB_RECURSE beside RELATIVE "${PREFIX}-moved/share" "${PREFIX}-moved/share/*")
+list(LENGTH beside count)
+execute_process(COMMAND readelf -S --wide "${PREFIX}-moved/bin/wlc" OUTPUT_VARIABLE sections)
+if(NOT count EQUAL 7 OR sections MATCHES "symtab|debug")
+  message(FATAL_ERROR "installed: ${beside}; sections of wlc: ${sections}")
+endif()
+if(NOT EMULATOR)
+  execute_process(COMMAND bash -euc "source '${PREFIX}-moved/share/bash-completion/completions/wlc'
+    complete() { COMP_WORDS=('${PREFIX}-moved/bin/wlc' \"$@\"); COMP_CWORD=$#; _wlc; echo \${COMPREPLY[*]}; }
+    complete d; complete run --su; complete run init cl; complete run --log-level w; complete driver --f"
+    OUTPUT_VARIABLE completed)
+  if(NOT completed STREQUAL "driver\n--summary\nclear-lapb-policies\nwarn\n--fault\n")
+    message(FATAL_ERROR "completed: ${completed}")
+  endif()
+endif()
