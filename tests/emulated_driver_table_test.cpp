@@ -101,6 +101,7 @@ std::string PlayRules(const std::string& line) {
   for (const std::string& command : Split(line.substr(bar + 3), ';')) {
     const CommandFault fault = plan.OnCommand(command);
     outcome += fault.refused ? "fail" : fault.answered ? fault.reply.value_or("ok") : "drop";
+    outcome += fault.reopens ? "+reopen" : "";
     outcome += fault.delay.count() == 0 ? " " : "+" + std::to_string(fault.delay.count()) + " ";
   }
   std::replace(outcome.begin(), outcome.end(), '\n', '$');

@@ -2,7 +2,7 @@
 nuvrel_test(host_test
   SOURCES
     host_coreutils_test.cpp host_service_client_test.cpp host_wpa_cli_wrapper_test.cpp
-    emulated_driver_socket_test.cpp emulated_driver_table_test.cpp
+    emulated_driver_habits_test.cpp emulated_driver_socket_test.cpp emulated_driver_table_test.cpp
   LIBS host_toml_config nuvrelcoreutils nuvrel_log nuvrelwpacliwrapper nuvrelservice_client
     emulated_driver)
 target_compile_definitions(host_test PRIVATE

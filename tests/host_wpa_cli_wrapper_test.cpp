@@ -50,8 +50,8 @@ class WrapperTest : public host::EmulatedDriverTest {
 
 TEST_F(WrapperTest, AnswerReplacesReplyAndRefusalIsFailure) {
   mOptions.recordWire = true;
-  StartDriver({"STATUS:reply=cookie=12\n@1", "STATUS:reply=@2", "STATUS:reply=FAIL-BUSY\n@3",
-               "STATUS:reply=" + std::string(5000, 'x') + "@4"});
+  StartDriver({"STATUS@1:reply=cookie=12\n", "STATUS@2:reply=", "STATUS@3:reply=FAIL-BUSY\n",
+               "STATUS@4:reply=" + std::string(5000, 'x')});
   Open();
   Open();
   EXPECT_THAT(SocketFiles(), ::testing::SizeIs(2)) << "none of the first";

@@ -1,7 +1,9 @@
 #include "host/emulated_driver/control_socket.h"
 
+#include <fcntl.h>
 #include <linux/sockios.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -12,6 +14,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "host/refusal.h"
 
@@ -20,6 +23,8 @@ namespace {
 
 constexpr size_t kMaxCommand = 8192;
 constexpr int kMaxFailures = 10;
+constexpr size_t kMaxQueued = 2000;
+constexpr int kQueueMs = 20;
 
 bool IsFileName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
@@ -32,7 +37,29 @@ sockaddr_un AddressOf(const std::string& path) {
   return address;
 }
 
+// 0 when there is no such file.
+ino_t FileSerial(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
 int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
+
+// Held while a socket file is looked at and made: of two owners that find the same dead one, the
+// second waits and then finds the first.
+class DirectoryLock {
+ public:
+  explicit DirectoryLock(const std::string& directory)
+      : mDescriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    flock(mDescriptor, LOCK_EX);
+  }
+  ~DirectoryLock() { close(mDescriptor); }
+  DirectoryLock(const DirectoryLock&) = delete;
+  DirectoryLock& operator=(const DirectoryLock&) = delete;
+
+ private:
+  const int mDescriptor;
+};
 
 bool IsDeadSocket(const std::string& path) {
   struct stat status {};
@@ -66,36 +93,87 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
         path, path.size(), kMaxSocketPath);
   }
   Close();
-  mDescriptor = OpenDatagramSocket();
-  if (IsDeadSocket(path)) {
-    unlink(path.c_str());
-  }
-  const sockaddr_un address = AddressOf(path);
-  if (bind(mDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+  mDirectory = directory;
+  mPath = path;
+  mMadeDirectory = mkdir(directory.c_str(), S_IRWXU | S_IRWXG) == 0;
+  mDescriptor = Bind();
+  if (mDescriptor < 0) {
+    mPath.clear();
     throw Refusal(
         "control socket {}: {}", path,
         errno == EADDRINUSE
             ? "in use: stop its owner, or choose another directory or interface"
-            : fmt::format("{}: the directory must exist and be writable", std::strerror(errno)));
+            : fmt::format(
+                  "{}: the directory must be writable, or the one above it where there is none",
+                  std::strerror(errno)));
   }
-  mPath = path;
+}
+
+// A socket bound to mPath, or -1 with errno.
+int ControlSocket::Bind() {
+  const DirectoryLock lock(mDirectory);
+  if (IsDeadSocket(mPath)) {
+    unlink(mPath.c_str());
+  }
+  const int descriptor = OpenDatagramSocket();
+  const sockaddr_un address = AddressOf(mPath);
+  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    const int cause = errno;
+    close(descriptor);
+    errno = cause;
+    return -1;
+  }
+  mFileSerial = FileSerial(mPath);
+  return descriptor;
+}
+
+// Called while the socket is open: no other file gets its file's serial number before it is closed.
+void ControlSocket::RemoveFile() {
+  if (FileSerial(mPath) == mFileSerial) {
+    unlink(mPath.c_str());
+  }
+}
+
+void ControlSocket::BeginReopening() {
+  if (mAnew >= 0) {
+    return;
+  }
+  RemoveFile();
+  mAnew = Bind();
+  if (mAnew >= 0) {
+    shutdown(mDescriptor, SHUT_RD);
+  }
+}
+
+void ControlSocket::EndReopening() {
+  if (mAnew >= 0) {
+    dup3(mAnew, mDescriptor, O_CLOEXEC);  // in one step, for EndWaits
+    close(std::exchange(mAnew, -1));
+  }
 }
 
 void ControlSocket::Close() {
   mAttached.clear();
-  if (mDescriptor >= 0) {
-    close(mDescriptor);
-    mDescriptor = -1;
+  mQueue.clear();
+  if (mDescriptor < 0) {
+    return;
   }
-  if (!mPath.empty()) {
-    unlink(mPath.c_str());
-    mPath.clear();
+  RemoveFile();
+  close(mDescriptor);
+  mDescriptor = -1;
+  if (mMadeDirectory) {
+    rmdir(mDirectory.c_str());
   }
 }
 
 void ControlSocket::EndWaits() const { shutdown(mDescriptor, SHUT_RD); }
 
 std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
+  if (!mQueue.empty()) {
+    SendQueued();
+    const bool sooner = milliseconds >= 0 && milliseconds < kQueueMs;
+    milliseconds = mQueue.empty() || sooner ? milliseconds : kQueueMs;
+  }
   // Without a limit recvfrom does the waiting, which saves a system call for every command.
   pollfd watched{mDescriptor, POLLIN, 0};
   if (milliseconds >= 0 && poll(&watched, 1, milliseconds) <= 0) {
@@ -115,34 +193,58 @@ std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
                          std::string(buffer.data(), static_cast<size_t>(size))};
 }
 
-bool ControlSocket::Send(const PeerAddress& to, std::string_view text) const {
+bool ControlSocket::Send(const PeerAddress& to, std::string_view text) {
   sockaddr_un address{};
   to.copy(reinterpret_cast<char*>(&address), sizeof(address));
-  return sendto(mDescriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                reinterpret_cast<const sockaddr*>(&address),
-                static_cast<socklen_t>(to.size())) >= 0;
+  if (sendto(mDescriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(to.size())) >= 0) {
+    return true;
+  }
+  const int cause = errno;
+  if (cause == EAGAIN || cause == ENOBUFS) {
+    BeginReopening();
+    EndReopening();
+  }
+  errno = cause;
+  return false;
 }
 
 void ControlSocket::Attach(const PeerAddress& peer) { mAttached.try_emplace(peer, 0); }
 
 bool ControlSocket::Detach(const PeerAddress& peer) { return mAttached.erase(peer) != 0; }
 
-bool ControlSocket::HasRoomForMessages() const {
+bool ControlSocket::IsHalfFull() const {
   int unread = 0;
   int room = 0;
   socklen_t size = sizeof(room);
-  return ioctl(mDescriptor, SIOCOUTQ, &unread) != 0 ||
-         getsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &room, &size) != 0 || unread < room / 4 * 3;
+  return ioctl(mDescriptor, SIOCOUTQ, &unread) == 0 &&
+         getsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &room, &size) == 0 && unread > room / 2;
 }
 
 void ControlSocket::SendToAttached(std::string_view text) {
+  if (mQueue.empty() && !IsHalfFull()) {
+    SendNow(text);
+    return;
+  }
+  if (mQueue.size() == kMaxQueued) {
+    mQueue.pop_front();
+  }
+  mQueue.emplace_back(text);
+}
+
+void ControlSocket::SendQueued() {
+  for (; !mQueue.empty() && !IsHalfFull(); mQueue.pop_front()) {
+    SendNow(mQueue.front());
+  }
+}
+
+void ControlSocket::SendNow(std::string_view text) {
   for (auto peer = mAttached.begin(); peer != mAttached.end();) {
     int& failures = peer->second;
-    errno = EAGAIN;
-    if (HasRoomForMessages() && Send(peer->first, text)) {
+    if (Send(peer->first, text)) {
       failures = 0;
-    } else if (errno == ECONNREFUSED || errno == ENOENT || ++failures > kMaxFailures) {
-      peer = mAttached.erase(peer);
+    } else if (errno == ENOENT || errno == EPERM || ++failures > kMaxFailures) {
+      peer = mAttached.erase(peer);  // EPERM: connected to the socket before it was opened anew
       continue;
     }
     ++peer;

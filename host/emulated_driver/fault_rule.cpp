@@ -11,20 +11,22 @@ namespace host {
 namespace {
 
 constexpr std::string_view kEvents = "events";
+constexpr std::string_view kSocket = "socket";
 constexpr uint32_t kMaxDelayMs = 3600 * 1000;
-constexpr std::string_view kSupplicantCommands[] = {"PING", "ATTACH", "DETACH", "STATUS"};
+constexpr std::string_view kSupplicantCommands[] = {"PING", "ATTACH", "DETACH", "STATUS",
+                                                    "STATUS-DRIVER"};
 
 struct ActionForm {
-  std::string_view name;  // with its "=" where a value follows
+  std::string_view scope;  // empty: any command
+  std::string_view name;   // with its "=" where a value follows
   FaultAction action;
-  bool forCommands;
-  bool forEvents;
 };
-constexpr ActionForm kActions[] = {{"fail", FaultAction::kFail, true, false},
-                                   {"drop", FaultAction::kDrop, true, true},
-                                   {"delay=", FaultAction::kDelay, true, true},
-                                   {"reply=", FaultAction::kReply, true, false},
-                                   {"garble=", FaultAction::kGarble, false, true}};
+constexpr ActionForm kActions[] = {
+    {"", "fail", FaultAction::kFail},           {"", "drop", FaultAction::kDrop},
+    {"", "delay=", FaultAction::kDelay},        {"", "reply=", FaultAction::kReply},
+    {kEvents, "drop", FaultAction::kDrop},      {kEvents, "delay=", FaultAction::kDelay},
+    {kEvents, "garble=", FaultAction::kGarble}, {kSocket, "reopen", FaultAction::kReopen},
+};
 
 std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max) {
   uint32_t value = 0;
@@ -44,26 +46,26 @@ std::string Unescape(std::string_view text) {
   return plain;
 }
 
-// Takes a final @N or xN off `action` and sets the hits of `rule` by it; false when N is 0 or above
+// Takes a final @N or xN off `text` and sets the hits of `rule` by it; false for N of 0 or above
 // 4294967295.
-bool TakeHits(std::string_view& action, FaultRule& rule) {
-  const size_t mark = action.find_last_not_of("0123456789");
-  if (mark == std::string_view::npos || mark + 1 == action.size() ||
-      (action[mark] != '@' && action[mark] != 'x')) {
+bool TakeHits(std::string_view& text, FaultRule& rule) {
+  const size_t mark = text.find_last_not_of("0123456789");
+  if (mark == std::string_view::npos || mark + 1 == text.size() ||
+      (text[mark] != '@' && text[mark] != 'x')) {
     return true;
   }
-  rule.lastHit = ParseNumber(action.substr(mark + 1), UINT32_MAX).value_or(0);
-  rule.firstHit = action[mark] == '@' ? rule.lastHit : 1;
-  action = action.substr(0, mark);
+  rule.lastHit = ParseNumber(text.substr(mark + 1), UINT32_MAX).value_or(0);
+  rule.firstHit = text[mark] == '@' ? rule.lastHit : 1;
+  text = text.substr(0, mark);
   return rule.lastHit != 0;
 }
 
 // Reads "name" or "name=value" into `rule`; false when it is neither for its scope.
 bool TakeAction(std::string_view action, FaultRule& rule) {
-  const bool events = rule.scope == kEvents;
+  const std::string_view scope = rule.scope == kEvents || rule.scope == kSocket ? rule.scope : "";
   const size_t nameSize = std::min(action.find('='), action.size() - 1) + 1;
   const auto* form = std::find_if(std::begin(kActions), std::end(kActions), [&](const auto& each) {
-    return each.name == action.substr(0, nameSize) && (events ? each.forEvents : each.forCommands);
+    return each.name == action.substr(0, nameSize) && each.scope == scope;
   });
   if (form == std::end(kActions)) {
     return false;
@@ -81,7 +83,8 @@ bool TakeAction(std::string_view action, FaultRule& rule) {
 
 bool IsScope(std::string_view scope) {
   const auto names = DriverModel::CommandNames();
-  return scope == kEvents || std::find(names.begin(), names.end(), scope) != names.end() ||
+  return scope == kEvents || scope == kSocket ||
+         std::find(names.begin(), names.end(), scope) != names.end() ||
          std::find(std::begin(kSupplicantCommands), std::end(kSupplicantCommands), scope) !=
              std::end(kSupplicantCommands);
 }
@@ -103,15 +106,18 @@ void Garble(std::string& event, std::mt19937& random) {
 
 FaultRule ParseFaultRule(const std::string& text) {
   const size_t colon = std::min(text.find(':'), text.size());
+  std::string_view scope = std::string_view(text).substr(0, colon);
+  std::string_view action = std::string_view(text).substr(std::min(colon + 1, text.size()));
   FaultRule rule;
   rule.text = text;
-  rule.scope = text.substr(0, colon);
-  std::string_view action = std::string_view(text).substr(std::min(colon + 1, text.size()));
-  if (!IsScope(rule.scope) || !TakeHits(action, rule) || !TakeAction(action, rule)) {
+  // The text of a reply may end like a turn.
+  const bool hitsTaken = TakeHits(action.starts_with("reply=") ? scope : action, rule);
+  rule.scope = scope;
+  if (!hitsTaken || !IsScope(rule.scope) || !TakeAction(action, rule)) {
     throw Refusal(
-        "fault \"{}\": write COMMAND:fail, :drop, :delay=MS (at most {}) or :reply=TEXT, or "
-        "events:drop, :delay=MS or :garble=NUMBER, then @N or xN with N from 1; COMMAND is one of "
-        "{} {}",
+        "fault \"{}\": write COMMAND:fail, :drop, :delay=MS (at most {}), events:drop, :delay=MS, "
+        ":garble=NUMBER or socket:reopen, then @N or xN with N from 1; or COMMAND:reply=TEXT, "
+        "COMMAND@N:reply=TEXT, COMMANDxN:reply=TEXT; COMMAND is one of {} {}",
         text, kMaxDelayMs, fmt::join(DriverModel::CommandNames(), " "),
         fmt::join(kSupplicantCommands, " "));
   }
@@ -147,9 +153,15 @@ std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(std::string_view name,
 }
 
 CommandFault FaultPlan::OnCommand(std::string_view command) {
-  command.remove_prefix(command.starts_with("DRIVER ") ? 7 : 0);
-  const auto words = SplitWords(command);
   CommandFault fault;
+  if (command.starts_with("DRIVER ")) {
+    command.remove_prefix(7);
+    for (ArmedRule* armed : Due(kSocket)) {
+      fault.reopens = true;
+      ++armed->fired;
+    }
+  }
+  const auto words = SplitWords(command);
   bool decided = false;
   for (ArmedRule* armed : Due(words[0], words.size() > 1 ? words[1] : "")) {
     const FaultRule& rule = armed->rule;

@@ -5,12 +5,13 @@
 //   COMMAND:delay=MS     carried out (its messages sent) at once, answered MS milliseconds late
 //   COMMAND:reply=TEXT   carried out, but answered with TEXT; \n is a line end, \\ a backslash
 //   events:drop          an unsolicited message is not sent
-//   events:delay=MS      it is sent MS milliseconds late
+//   events:delay=MS      it is sent MS milliseconds late, and so behind the command's answer
 //   events:garble=NUMBER random bytes behind "<3>SVC-EVENT:" are changed, the same for each NUMBER
-// Each may end in @N (only the Nth such command or message) or xN (only the first N). A TEXT that
-// ends like that needs a \n behind it. Example: POLICY_ADD:reply=cookie=0x12\n@2
-// COMMAND is PING, ATTACH, DETACH, STATUS or a driver command's first or second word.
-// Where several rules apply, delays add up and the first of fail, drop and reply decides.
+//   socket:reopen        the control socket is closed and opened anew behind a driver command
+// Each may end in @N (only the Nth such command or message) or xN (only the first N), but for a
+// reply, whose TEXT takes all that follows: POLICY_ADD@2:reply=cookie=0x12.
+// COMMAND is PING, ATTACH, DETACH, STATUS, STATUS-DRIVER or a driver command's first or second
+// word. Where several rules apply, delays add up and the first of fail, drop and reply decides.
 #ifndef NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
 #define NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
 
@@ -24,11 +25,11 @@
 
 namespace host {
 
-enum class FaultAction { kFail, kDrop, kDelay, kReply, kGarble };
+enum class FaultAction { kFail, kDrop, kDelay, kReply, kGarble, kReopen };
 
 struct FaultRule {
   std::string text;   // as written, for reports
-  std::string scope;  // the command, or "events"
+  std::string scope;  // the command, "events" or "socket"
   FaultAction action = FaultAction::kFail;
   std::string reply;
   uint32_t number = 0;            // milliseconds of delay, or where garble's random numbers start
@@ -51,6 +52,7 @@ struct CommandFault {
   std::chrono::milliseconds delay{0};
   bool refused = false;
   bool answered = true;
+  bool reopens = false;
   std::optional<std::string> reply;
 };
 
