@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
@@ -52,14 +53,15 @@ ControlClient::~ControlClient() { wpa_ctrl_close(mConnection); }
 int32_t ControlClient::Request(const std::string& command, std::string& reply) {
   reply.clear();
   if (command.empty() || command.size() > kMaxCommandBytes) {
-    return kNotSent;
+    return kNoCommand;
   }
   std::array<char, kMaxAnswerBytes> answer;
   size_t length = answer.size();
   const int result = wpa_ctrl_request(mConnection, command.data(), command.size(), answer.data(),
                                       &length, nullptr);
   if (result != 0) {
-    return result == -2 ? kNoAnswer : kNotSent;
+    const bool gone = errno == ECONNREFUSED || errno == ENOTCONN || errno == EPIPE;
+    return result == -1 && gone ? kNotSent : kNoAnswer;
   }
   reply.assign(answer.data(), length);
   return reply.starts_with("FAIL") || reply.starts_with("UNKNOWN COMMAND") ? kRefused : kDone;

@@ -22,9 +22,10 @@ namespace host {
 
 // Results of a command: success, or why there was none.
 constexpr int32_t kDone = 0;
-constexpr int32_t kNotSent = -1;   // not open, no command, a command too long, or nobody listens
-constexpr int32_t kNoAnswer = -2;  // none within 10 s; it may still come
-constexpr int32_t kRefused = -3;   // the supplicant answered FAIL or UNKNOWN COMMAND
+constexpr int32_t kNotSent = -1;    // not open, or nobody listens
+constexpr int32_t kNoAnswer = -2;   // none within 10 s; it may still come
+constexpr int32_t kRefused = -3;    // the supplicant answered FAIL or UNKNOWN COMMAND
+constexpr int32_t kNoCommand = -4;  // no text, or too long
 
 // The wrapper library exports this class for wlc: two copies of libwpa_client in one process number
 // their socket files alike and delete each other's.

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <new>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "framework/thread_annotations.h"
@@ -34,7 +35,9 @@ class CtrlWrapper : public WpaCliWrapper {
   // Waits for a command that another thread has under way; ends a wait for a message.
   int32_t CloseCtrlInterface() override;
   // Waits at most 10 s for the answer. Messages that arrived before are dropped, so that a late one
-  // for an earlier command is not taken for this command's.
+  // for an earlier command is not taken for this command's. A command that could not be sent is
+  // sent once more after opening anew, which waits at most 10 s as well: a supplicant that has
+  // reopened its socket refuses all who were connected.
   int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& reply,
                          int32_t flag) override;
   // A limit below 0 counts as 0.
@@ -42,34 +45,55 @@ class CtrlWrapper : public WpaCliWrapper {
 
  private:
   void CloseAll() REQUIRES(mExchangeLock);
+  bool Connect() REQUIRES(mExchangeLock);
+  bool Reconnect() REQUIRES(mExchangeLock);
   int32_t Request(const std::string& command, std::string& reply) EXCLUDES(mExchangeLock);
 
   std::mutex mExchangeLock;
-  std::string mPath GUARDED_BY(mExchangeLock);
-  std::unique_ptr<ControlClient> mCommands GUARDED_BY(mExchangeLock);  // null when closed
+  std::string mPath GUARDED_BY(mExchangeLock);                         // empty when closed
+  std::unique_ptr<ControlClient> mCommands GUARDED_BY(mExchangeLock);  // null when not connected
   Listener mListener;
 };
 
 void CtrlWrapper::CloseAll() {
+  mPath.clear();
   mCommands.reset();
   mListener.Stop();
+}
+
+// Puts new clients of mPath in place of those that there are.
+bool CtrlWrapper::Connect() {
+  auto commands = ControlClient::Open(mPath);
+  auto monitor = ControlClient::Open(mPath);
+  if (!commands || !monitor || !monitor->Attach()) {
+    return false;
+  }
+  mListener.Stop();
+  try {
+    mListener.Start(std::move(monitor));
+  } catch (const std::system_error&) {
+    return false;  // no thread can be started
+  }
+  mCommands = std::move(commands);
+  return true;
+}
+
+// While a supplicant reopens its socket there is none, for less than a millisecond.
+bool CtrlWrapper::Reconnect() {
+  for (int i = 0; i < 10 && !ControlClient::Open(mPath); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return Connect();
 }
 
 int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
   CloseAll();
-  auto commands = ControlClient::Open(path);
-  auto monitor = ControlClient::Open(path);
-  if (!commands || !monitor || !monitor->Attach()) {
+  mPath = path;
+  if (!Connect()) {
+    CloseAll();
     return kNotSent;
   }
-  try {
-    mListener.Start(std::move(monitor));
-  } catch (const std::system_error&) {
-    return kNotSent;  // no thread can be started
-  }
-  mCommands = std::move(commands);
-  mPath = path;
   return kDone;
 }
 
@@ -82,11 +106,14 @@ int32_t CtrlWrapper::CloseCtrlInterface() {
 int32_t CtrlWrapper::Request(const std::string& command, std::string& reply) {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
   reply.clear();
-  if (!mCommands) {
+  if (mPath.empty()) {
     return kNotSent;
   }
   mListener.Drop();
-  const int32_t result = mCommands->Request(command, reply);
+  int32_t result = mCommands ? mCommands->Request(command, reply) : kNotSent;
+  if (result == kNotSent && Reconnect()) {
+    result = mCommands->Request(command, reply);
+  }
   if (result == kNoAnswer) {
     mCommands = ControlClient::Open(mPath);  // no late answer can reach the new one
   }
