@@ -76,12 +76,19 @@ std::vector<std::string> Compare(const DriverModel& expected, const DriverModel&
 
 }  // namespace
 
+// STATUS-DRIVER asks the driver alone; on a headset a plain STATUS also sends a message to every
+// attached client.
 std::string Evidence::AskStatus() {
   std::string status;
-  if (const auto client = mSilent ? nullptr : ControlClient::Open(mControlPath)) {
-    mSilent = client->Request("STATUS", status) == kNoAnswer;
+  const auto client = mCause.empty() ? ControlClient::Open(mControlPath) : nullptr;
+  const int32_t result = client ? client->Request("STATUS-DRIVER", status) : kNotSent;
+  if (result == kNoAnswer) {
+    mCause = "no answer to STATUS-DRIVER: what the driver holds cannot be checked";
+  } else if (result != kNotSent && !DriverModel::FromStatus(status)) {
+    mCause =
+        "this supplicant's STATUS-DRIVER does not tell the driver's state: nothing can be checked";
   }
-  return status;
+  return mCause.empty() ? status : "";
 }
 
 void Evidence::Prepare() {
@@ -105,20 +112,21 @@ std::string Evidence::Check(CommandReport& report) {
   const std::string status = AskStatus();
   const std::optional<DriverModel> held = DriverModel::FromStatus(status);
   if (!held) {
-    return std::exchange(mNoticed, true) ? ""
-           : status.empty() ? "no answer to STATUS: what the driver holds cannot be checked"
-                            : "this supplicant's STATUS does not tell the driver's state: nothing "
-                              "can be checked";
+    return std::exchange(mNoticed, true) ? "" : mCause;
   }
   report.state = SplitLines(status);
-  if (mExpected && !IsCut(report.state)) {
+  const bool cut = IsCut(report.state);
+  if (mExpected && !cut) {
     report.checked = true;
     report.unchecked = false;
     report.differences = Compare(*mExpected, *held);
     report.differences.insert(report.differences.end(), differences.begin(), differences.end());
   }
   mExpected = held;
-  return "";
+  return cut && !std::exchange(mNoticed, true) ? "the supplicant cut its answer to STATUS-DRIVER: "
+                                                 "with so many policies what the driver "
+                                                 "holds is not checked"
+                                               : "";
 }
 
 StatusLines Evidence::State() {

@@ -1,15 +1,16 @@
 // Checks the driver's state against what the service was told.
 //
 // A driver model of our own carries out every command to which the service got a good answer. After
-// a command that may have changed the driver, the driver is asked for its STATUS and compared:
+// a command that may have changed the driver, the driver is asked for its status and compared:
 //   DRIVER SET_LATENCY_MODE 2 -> OK        expected: latency_mode=2
-//   STATUS                                 held: latency_mode=1
+//   STATUS-DRIVER                          held: latency_mode=1
 //   "latency_mode is "1" in the driver, "2" by what the service was told"
-// A difference is told once: from then on what the driver holds is expected. STATUS is asked on a
-// connection of its own, not through the service.
+// A difference is told once: from then on what the driver holds is expected. The driver is asked on
+// a connection of its own, not through the service.
 //
-// Limits: a supplicant whose STATUS does not tell the driver's state cannot be checked; that is
-// said once. What the driver held before the session is taken as it is.
+// Limits: a supplicant that does not know STATUS-DRIVER, or whose driver tells something else,
+// cannot be checked, nor can one that cuts its answer (from 64 policies on); that is said once.
+// What the driver held before the session is taken as it is.
 #ifndef NUVREL_HOST_RUNNER_EVIDENCE_H_
 #define NUVREL_HOST_RUNNER_EVIDENCE_H_
 
@@ -41,8 +42,8 @@ class Evidence {
   const std::string mControlPath;
   std::optional<DriverModel> mExpected;  // once the driver's state is known
   std::set<std::string> mCookies;        // of the policies that the service knows
-  bool mSilent = false;                  // STATUS was not answered in time: it is not asked again
-  bool mNoticed = false;                 // the notice has been given
+  std::string mCause;     // why it cannot be checked at all: the supplicant is not asked again
+  bool mNoticed = false;  // the notice has been given
 };
 
 }  // namespace host
