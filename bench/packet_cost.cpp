@@ -1,44 +1,27 @@
-// Sends one workload's packet COUNT times and prints what each took from the heap:
-//   packet_cost re-bind 1000  ->  allocations_per_packet 1
-// Run under callgrind with --toggle-collect=SendPackets, it is also where instructions are counted.
+// Sends one packet 1,000 times to a service without a driver and prints what each took from the
+// heap:
+//   packet_cost "add-lapb-policy 5000 160 184 20"  ->  1
+// Under callgrind with --toggle-collect=SendPackets it is where instructions are counted.
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
-#include "bench/allocation_count.h"
-#include "bench/workload.h"
-
-namespace {
-
-constexpr int kWarmUp = 10;  // the dynamic linker binds functions at their first call
+#include "bench/measured_service.h"
 
 // Of C linkage and never inlined, so that the profiler finds it by name.
-extern "C" __attribute__((noinline)) void SendPackets(bench::LoadedService& service,
-                                                      NuvrelPkt_t& request, int count) {
+extern "C" __attribute__((noinline)) void SendPackets(bench::MeasuredService& service,
+                                                      const NuvrelPkt_t& request, int count) {
   for (int i = 0; i < count; ++i) {
     service.Send(request);
   }
 }
 
-}  // namespace
-
 int main(int argc, char** argv) {
-  const int count = argc == 3 ? std::atoi(argv[2]) : 0;
-  for (bench::Workload& workload : bench::Workloads()) {
-    if (count <= 0 || std::strcmp(workload.name, argv[1]) != 0) {
-      continue;
-    }
-    bench::LoadedService service;
-    bench::MakeReady(service);
-    for (int i = 0; i < kWarmUp; ++i) {
-      service.Send(workload.request);
-    }
-    const uint64_t before = bench::AllocationsSoFar().calls;
-    SendPackets(service, workload.request, count);
-    const auto calls = static_cast<double>(bench::AllocationsSoFar().calls - before);
-    std::printf("allocations_per_packet %g\n", calls / count);
-    return 0;
-  }
-  std::fprintf(stderr, "usage: packet_cost unknown-command|init-again|re-bind|apply COUNT\n");
-  return 2;
+  constexpr int kCount = 1000;
+  bench::MeasuredService service;
+  service.MakeReady();
+  const NuvrelPkt_t request = bench::PacketsOf(argc > 1 ? argv[1] : "").front();
+  service.Send(request);  // the dynamic linker binds functions at their first call
+  const uint64_t before = bench::Allocations();
+  SendPackets(service, request, kCount);
+  std::printf("%g\n", static_cast<double>(bench::Allocations() - before) / kCount);
+  return 0;
 }

@@ -1,0 +1,121 @@
+#include "bench/measured_service.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "config/link_configuration.h"
+#include "framework/log_level.h"
+#include "framework/wpa_cli_wrapper.h"
+#include "host/refusal.h"
+#include "host/runner/steps.h"
+
+namespace bench {
+namespace {
+
+thread_local uint64_t gAllocations = 0;
+
+class BenchWrapper : public WpaCliWrapper {
+ public:
+  int32_t OpenCtrlInterface(const std::string& path) override {
+    return gWrapper.connected ? mWorkstation->OpenCtrlInterface(path) : 0;
+  }
+  int32_t CloseCtrlInterface() override {
+    return gWrapper.connected ? mWorkstation->CloseCtrlInterface() : 0;
+  }
+  int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& reply,
+                         int32_t flag) override {
+    if (gWrapper.connected) {
+      return mWorkstation->ExecuteCommand(command, extra, reply, flag);
+    }
+    if (gWrapper.cookieLength > 0) {
+      std::string cookie = "p" + std::to_string(++mLastCookie);
+      cookie.resize(std::max(cookie.size(), gWrapper.cookieLength), '.');
+      reply = "cookie=" + cookie + "\n";
+    }
+    return 0;
+  }
+  int32_t GetResponse(std::string& message, const std::string& prefix, int32_t limit) override {
+    if (gWrapper.connected) {
+      return mWorkstation->GetResponse(message, prefix, limit);
+    }
+    message = gWrapper.messages[mNextMessage++ % gWrapper.messages.size()];
+    return 0;
+  }
+
+ private:
+  // The library's own, which this program's function hides.
+  WpaCliWrapper* const mWorkstation = reinterpret_cast<decltype(&GetWpacliWrapperHandle)>(
+      dlsym(RTLD_NEXT, "GetWpacliWrapperHandle"))();
+  size_t mNextMessage = 0;
+  uint32_t mLastCookie = 0;
+} gBenchWrapper;
+
+}  // namespace
+
+WrapperBehaviour gWrapper;
+
+uint64_t Allocations() { return gAllocations; }
+
+std::vector<NuvrelPkt_t> PacketsOf(std::string_view commands) {
+  std::vector<NuvrelPkt_t> packets;
+  for (const host::Step& step : host::ParseSteps(commands)) {
+    packets.push_back(step.command->Packet());
+  }
+  return packets.empty() ? std::vector<NuvrelPkt_t>(1) : packets;
+}
+
+MeasuredService::MeasuredService(const std::string& controlDirectory) {
+  gWrapper = {.connected = !controlDirectory.empty()};
+  gNuvrelLogLevel = 0;
+  host::SetDiscovery("wlan0", "192.168.49.1", "192.168.49.2");
+  mSettings.Set(std::string(kSettingPrefix) + "wlanEnableTsf", 1, "");
+  mSettings.Set(std::string(kSettingPrefix) + "wpaifPath", controlDirectory, "");
+  mHost.emplace(host::DefaultLibraryPath(), mSettings);
+}
+
+void MeasuredService::Play(const std::vector<NuvrelPkt_t>& requests) {
+  for (const NuvrelPkt_t& request : requests) {
+    if (Send(request) < 0) {
+      throw host::Refusal("command {} failed: there is nothing to measure", request.payload[0]);
+    }
+  }
+}
+
+void MeasuredService::MakeReady() {
+  Play(PacketsOf("init init-lapb-flow"));
+  AddPolicies(5000, 5000);
+}
+
+void MeasuredService::AddPolicies(int first, int last, size_t cookieLength) {
+  gWrapper.cookieLength = cookieLength;
+  NuvrelPkt_t request = PacketsOf(kRebind).front();
+  for (int port = first; port <= last; ++port) {
+    std::memcpy(request.payload + 1, &port, sizeof(port));
+    Send(request);
+  }
+  gWrapper.cookieLength = 0;
+}
+
+}  // namespace bench
+
+WpaCliWrapper* GetWpacliWrapperHandle() { return &bench::gBenchWrapper; }
+void ReleaseWpacliWrapperHandle() {}
+
+// The array forms and the ones without exceptions come down to these. Inlined, the compiler takes
+// their free for that of another allocator's memory.
+void* operator new(std::size_t size) {
+  ++bench::gAllocations;
+  if (void* memory = std::malloc(size)) {
+    return memory;
+  }
+  throw std::bad_alloc();
+}
+
+__attribute__((noinline)) void operator delete(void* memory) noexcept { std::free(memory); }
+__attribute__((noinline)) void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
