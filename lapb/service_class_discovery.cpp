@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <regex>
 
-#include "lapb/message_pattern.h"
 #include "link/driver_commands.h"
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"
@@ -104,17 +103,27 @@ int WirelessLinkConfigService::UpdateServiceIDMap() {
     return -1;
   }
   LOGD("[%s:%d] Num Service Class IDs = %u", NUVREL_HERE, svcCount);
+  if (UpdateServiceIDMap(svcCount, reply) < 0) {
+    return -1;
+  }
+  for (const auto& [latency, id] : mServiceIdMap) {
+    LOGI("[%s:%d] Service Class Latency = %u, SVC ID = %u", NUVREL_HERE, latency, id);
+  }
+  LOGD("Returning  [%s:%d]", NUVREL_HERE);
+  return 0;
+}
 
+int WirelessLinkConfigService::UpdateServiceIDMap(uint32_t svcCount, std::string& message) {
   uint8_t pass = 0;
   while (svcCount > pass) {
-    if (mWpaClient->GetResponse(reply, kEventPrefix, kEventWaitMs) < 0) {
+    if (mWpaClient->GetResponse(message, kEventPrefix, kEventWaitMs) < 0) {
       LOGE("[%s:%d] Could not read response", NUVREL_HERE);
       return -1;
     }
     std::vector<std::string> groups;
-    if (!ExtractInfoFromResponse(groups, reply, kClassPattern)) {
+    if (!ExtractInfoFromResponse(groups, message, kClassPattern)) {
       LOGW("[%s:%d] No Matching Pattern(%s) from Response : %s", NUVREL_HERE, kClassPattern,
-           reply.c_str());
+           message.c_str());
       return -1;
     }
     const size_t first = pass == 0 ? 1 : 0;  // the heading
@@ -123,10 +132,6 @@ int WirelessLinkConfigService::UpdateServiceIDMap() {
     }
     pass = static_cast<uint8_t>(pass + (groups.size() - first) + 1);
   }
-  for (const auto& [latency, id] : mServiceIdMap) {
-    LOGI("[%s:%d] Service Class Latency = %u, SVC ID = %u", NUVREL_HERE, latency, id);
-  }
-  LOGD("Returning  [%s:%d]", NUVREL_HERE);
   return 0;
 }
 
@@ -138,7 +143,7 @@ bool WirelessLinkConfigService::ExtractInfoFromResponse(std::vector<std::string>
   if (text.size() > kMaxMessageLength) {
     return false;
   }
-  const std::regex expression = CompilePattern(pattern);
+  const std::regex expression(pattern);
   int32_t matches = 0;
   for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
        ++match) {

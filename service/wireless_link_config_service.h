@@ -128,7 +128,12 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   // read. Logs nothing and never tries again.
   int ExecuteDriverCommand(std::string& reply, const char* format, ...)
       __attribute__((format(printf, 3, 4))) REQUIRES(mPolicyLock);
-  // The public operation, for DeInit: it goes on holding the lock, so that no policy comes after.
+
+  // Steps of the public operations of these names, whose name is in their log lines.
+  //
+  // Adds the `svcCount` classes of the messages to come, each read into `message`.
+  int UpdateServiceIDMap(uint32_t svcCount, std::string& message) REQUIRES(mPolicyLock);
+  // For DeInit as well, which goes on holding the lock: no policy is added after the last is gone.
   int ClearLAPBPolicies(const std::lock_guard<std::mutex>& held) REQUIRES(mPolicyLock);
 
   // --- service/: the instance, there while the count is 1 or more; guarded by gLock
