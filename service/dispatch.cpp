@@ -35,7 +35,7 @@ int WirelessLinkConfigService::RunCommand(NUVREL_WLC_CMD command, NuvrelPkt& req
       return InitLAPBFlow();
     case NUVREL_WLC_CMD_DEINIT:
       DeInit();
-      return IsInitialized() ? -1 : 0;
+      return IsInitialized() ? -1 : 0;  // another thread may have called Init since
     case NUVREL_WLC_CMD_APPLY_LINK_SETTINGS:
       return ApplyLinkSettings();
     case NUVREL_WLC_CMD_REVERT_LINK_SETTINGS:

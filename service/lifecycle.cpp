@@ -89,9 +89,16 @@ bool WirelessLinkConfigService::CreateDiscoveryClient() {
 
 void WirelessLinkConfigService::DeInit() {
   std::lock_guard<std::mutex> lock(mServiceLock);
+  bool holdsClient = false;
+  {
+    std::lock_guard<std::mutex> driverLock(mPolicyLock);
+    holdsClient = mWpaClient != nullptr;
+  }
+  if (holdsClient) {
+    ClearLAPBPolicies();
+  }
   std::lock_guard<std::mutex> driverLock(mPolicyLock);
-  if (mWpaClient != nullptr) {
-    ClearLAPBPolicies(driverLock);
+  if (holdsClient) {
     mServiceIdMap.clear();
     mLapbSupported = false;
     mCmdReply.clear();

@@ -129,12 +129,9 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   int ExecuteDriverCommand(std::string& reply, const char* format, ...)
       __attribute__((format(printf, 3, 4))) REQUIRES(mPolicyLock);
 
-  // Steps of the public operations of these names, whose name is in their log lines.
-  //
-  // Adds the `svcCount` classes of the messages to come, each read into `message`.
+  // A step of the public operation, whose name is in its log lines: adds the `svcCount` classes of
+  // the messages to come, each read into `message`.
   int UpdateServiceIDMap(uint32_t svcCount, std::string& message) REQUIRES(mPolicyLock);
-  // For DeInit as well, which goes on holding the lock: no policy is added after the last is gone.
-  int ClearLAPBPolicies(const std::lock_guard<std::mutex>& held) REQUIRES(mPolicyLock);
 
   // --- service/: the instance, there while the count is 1 or more; guarded by gLock
   static WirelessLinkConfigService* gWLConfigService GUARDED_BY(gLock);

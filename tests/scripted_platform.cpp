@@ -34,8 +34,8 @@ ScriptedPlatform::ScriptedPlatform() : mOuter(gPlatform) {
 
 ScriptedPlatform::~ScriptedPlatform() { gPlatform = mOuter; }
 
-int32_t ScriptedPlatform::OpenCtrlInterface(const std::string& path) {
-  Record("open " + path);
+int32_t ScriptedPlatform::OpenCtrlInterface(const std::string& given) {
+  Record("open " + given, &given == path ? "" : "a copy");
   return open;
 }
 
@@ -48,7 +48,7 @@ int32_t ScriptedPlatform::ExecuteCommand(const std::string& command, const std::
                                          std::string& text, int32_t flag) {
   Record(command + (extra.empty() && flag == 0 ? "" : " and more"), text);
   text = reply;
-  return command.find(refuse) != std::string::npos ? -1 : 1;
+  return command.find(refuse) != std::string::npos ? -1 : mSuccesses++ % 2;
 }
 
 int32_t ScriptedPlatform::GetResponse(std::string& message, const std::string& prefix,
@@ -59,7 +59,7 @@ int32_t ScriptedPlatform::GetResponse(std::string& message, const std::string& p
   }
   message = messages.front();
   messages.pop_front();
-  return 1;
+  return mSuccesses++ % 2;
 }
 
 WpaCliWrapper* GetWpacliWrapperHandle() {
@@ -67,7 +67,9 @@ WpaCliWrapper* GetWpacliWrapperHandle() {
   return gPlatform->handle != 0 ? gPlatform : nullptr;
 }
 
-void ReleaseWpacliWrapperHandle() { Record("release handle"); }
+void ScriptedPlatform::ReleaseHandle() { Record("release handle"); }
+
+void ReleaseWpacliWrapperHandle() { gPlatform->ReleaseHandle(); }
 
 // The linker sends the program's calls of write here (--wrap).
 // NOLINTBEGIN(bugprone-reserved-identifier)

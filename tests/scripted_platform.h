@@ -7,9 +7,9 @@
 // where that is not the service's own ("-" for a null tag), and its text with "#" for the source
 // line:
 //   W [ApplySysfsLinkConfiguration:#] bad fd
-// Success is answered with 1 and the peer query always with -1, so that only the sign of a result
-// can matter, and only where it may. It takes no lock, since the service lets one command at a
-// time through.
+// Success is answered with 0 and 1 in turn and the peer query always with -1, so that only the sign
+// of a result can matter, and only where it may. It takes no lock, since the service lets one
+// command at a time through.
 #ifndef NUVREL_TESTS_SCRIPTED_PLATFORM_H_
 #define NUVREL_TESTS_SCRIPTED_PLATFORM_H_
 
@@ -26,11 +26,12 @@ class ScriptedPlatform : public WpaCliWrapper {
   ScriptedPlatform();
   ~ScriptedPlatform() override;
 
-  int32_t OpenCtrlInterface(const std::string& path) override;
+  int32_t OpenCtrlInterface(const std::string& given) override;
   int32_t CloseCtrlInterface() override;
   int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& text,
                          int32_t flag) override;
   int32_t GetResponse(std::string& message, const std::string& prefix, int32_t waitLimit) override;
+  virtual void ReleaseHandle();
 
   std::vector<std::string> TakeRecord() { return std::exchange(record, {}); }
 
@@ -40,13 +41,15 @@ class ScriptedPlatform : public WpaCliWrapper {
   int32_t writeError = 0;          // ... and with which errno
   int32_t writeLimit = 100;        // bytes that one write stores
   std::string interface = "wlan0", self = "10.0.0.1", peer = "10.0.0.2";
-  std::string reply = "OK";          // to every command, refused ones included
-  std::string refuse = "none";       // part of the commands to refuse
-  std::deque<std::string> messages;  // what GetResponse hands out
+  std::string reply = "OK";           // to every command, refused ones included
+  std::string refuse = "none";        // part of the commands to refuse
+  std::deque<std::string> messages;   // what GetResponse hands out
+  const std::string* path = nullptr;  // what OpenCtrlInterface is to be given, and no copy of it
 
   std::vector<std::string> record;
 
  private:
+  int32_t mSuccesses = 0;
   ScriptedPlatform* const mOuter;  // scripts may be nested: the innermost one answers
 };
 

@@ -15,32 +15,33 @@ bool IsMapped(const std::string& library) {
   return handle != nullptr && dlclose(handle) == 0;
 }
 
-// Compares the lines logged, without the calls between them.
-void ExpectLog(Rig& rig, const std::vector<std::string>& patterns) {
-  std::vector<std::string> log = rig.platform.TakeRecord();
-  std::erase_if(log, [](const std::string& line) { return line[0] == '-'; });
-  ASSERT_EQ(log.size(), patterns.size()) << testing::PrintToString(log);
-  for (size_t i = 0; i < log.size(); ++i) {
-    EXPECT_THAT(log[i], testing::MatchesRegex(patterns[i]));
+struct Loader : testing::Test, Rig {
+  // Compares the lines logged, without the calls between them.
+  void ExpectLog(const std::vector<std::string>& patterns) {
+    std::vector<std::string> log = platform.TakeRecord();
+    std::erase_if(log, [](const std::string& line) { return line[0] == '-'; });
+    ASSERT_EQ(log.size(), patterns.size()) << testing::PrintToString(log);
+    for (size_t i = 0; i < log.size(); ++i) {
+      EXPECT_THAT(log[i], testing::MatchesRegex(patterns[i]));
+    }
   }
-}
+};
 
-TEST(Loader, CountsOpensOfOneLibraryAndClosesItWithTheLast) {
-  Rig rig;
+TEST_F(Loader, CountsOpensOfOneLibraryAndClosesItWithTheLast) {
   LoaderUnderTest loader;
   loader.CloseLibHandle(kNoFactory);
-  ExpectLog(rig, {"D- .CloseLibHandle:#. >>", "D- .CloseLibHandle:#. <<"});
+  ExpectLog({"D- .CloseLibHandle:#. >>", "D- .CloseLibHandle:#. <<"});
   void* handle = loader.OpenLib(kNoFactory);
   ASSERT_NE(handle, nullptr);
-  ExpectLog(rig, {});
+  ExpectLog({});
   EXPECT_EQ(loader.OpenLib(kNoFactory), handle);
-  ExpectLog(rig, {"I- Already Open lib - " + kNoFactory});
+  ExpectLog({"I- Already Open lib - " + kNoFactory});
   EXPECT_EQ(loader.GetLibFunction(kNoFactory, "CreateServiceClient"), nullptr);
-  ExpectLog(rig, {"D- .GetLibFunction:#. >>", "I- Already Open lib - " + kNoFactory,
-                  "D- " + kNoFactory + ": dlopen success",
-                  "E- .GetLibFunction. Failed to find symbol " + kNoFactory +
-                      " .*undefined symbol: CreateServiceClient\n",
-                  "D- .GetLibFunction:#. <<"});
+  ExpectLog({"D- .GetLibFunction:#. >>", "I- Already Open lib - " + kNoFactory,
+             "D- " + kNoFactory + ": dlopen success",
+             "E- .GetLibFunction. Failed to find symbol " + kNoFactory +
+                 " .*undefined symbol: CreateServiceClient\n",
+             "D- .GetLibFunction:#. <<"});
   EXPECT_EQ(loader.mRefCounts[kNoFactory], 3);
   for (const int left : {2, 1, 0}) {
     EXPECT_TRUE(IsMapped(kNoFactory));
@@ -53,32 +54,32 @@ TEST(Loader, CountsOpensOfOneLibraryAndClosesItWithTheLast) {
 
 // The client library in this program's search path is an empty file; one that is loaded already
 // under that name comes before it. All in one test, since a library that gave a client stays.
-TEST(Loader, ServiceCopesWithEachLackOfItsClientLibrary) {
+TEST_F(Loader, ServiceCopesWithEachLackOfItsClientLibrary) {
   const std::string noFunction =
       "E Could not find the client creation function in nuvrel service client library";
-  Rig rig(kNuvrelLogError);
-  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), -1);
-  ExpectLog(rig, {std::string("E- GetLibFunction.. Failed to open ") + kClientLibrary +
-                      " /.*file too short",
-                  noFunction});
+  gNuvrelLogLevel = kNuvrelLogError;
+  EXPECT_EQ(Send(NUVREL_WLC_CMD_INIT), -1);
+  ExpectLog(
+      {std::string("E- GetLibFunction.. Failed to open ") + kClientLibrary + " /.*file too short",
+       noFunction});
 
   void* lacking = dlopen(kNoFactory.c_str(), RTLD_LAZY);
-  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), -1);
-  ExpectLog(rig, {"E- .GetLibFunction. Failed to find symbol .*\n", noFunction});
-  rig.service.mLibLoader.CloseLibHandle(kClientLibrary);  // the open that a failure leaves
+  EXPECT_EQ(Send(NUVREL_WLC_CMD_INIT), -1);
+  ExpectLog({"E- .GetLibFunction. Failed to find symbol .*\n", noFunction});
+  mLibLoader.CloseLibHandle(kClientLibrary);  // the open that a failure leaves
   dlclose(lacking);
   ASSERT_FALSE(IsMapped(kClientLibrary));
 
   lacking = dlopen(kNoRelease.c_str(), RTLD_LAZY);
-  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), 0);
+  EXPECT_EQ(Send(NUVREL_WLC_CMD_INIT), 0);
   dlclose(lacking);
   EXPECT_TRUE(IsMapped(kClientLibrary));  // for as long as the client lives
-  rig.platform.TakeRecord();
-  EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_DEINIT), 0);
-  EXPECT_EQ(rig.platform.record.back(), "-> delete client");
-  ExpectLog(rig, {"E- .GetLibFunction. Failed to find symbol .*\n",
-                  "E Could not find the client release function in nuvrel service client library, "
-                  "calling delete"});
+  platform.TakeRecord();
+  EXPECT_EQ(Send(NUVREL_WLC_CMD_DEINIT), 0);
+  EXPECT_EQ(platform.record.back(), "-> delete client");
+  ExpectLog({"E- .GetLibFunction. Failed to find symbol .*\n",
+             "E Could not find the client release function in nuvrel service client library, "
+             "calling delete"});
 }
 
 }  // namespace

@@ -1,28 +1,29 @@
-// The shipped library on its real platform libraries while the supplicant dies, is replaced or
+// The shipped library as the framework loads it: what it shows, that it goes when it is released,
+// and how it does on its real platform libraries while the supplicant dies, is replaced or
 // misbehaves: every packet is answered, no descriptor is left open, and the service works again
-// once the fault is gone. SERVICE_LIBRARY is its path.
+// once the fault is gone. SERVICE_LIBRARY is its path, NM the tool that lists its symbols,
+// EXPORTED_SYMBOLS a file with those it is to show.
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <memory>
+#include <fstream>
+#include <regex>
+#include <set>
 
-#include "framework/config_parser.h"
 #include "framework/log_level.h"
-#include "framework/nuvrel_connection.h"
-#include "framework/nuvrel_packet.h"
-#include "framework/nuvrel_service.h"
 #include "host/emulated_driver/emulated_driver.h"
+#include "host/runner/service_host.h"
+#include "host/runner/steps.h"
 
 namespace {
 
 using host::EmulatedDriver;
 using host::EmulatedDriverOptions;
 
-// A working session; each number is a packet's command byte.
-constexpr uint8_t kSession[] = {1, 2, 4, 6, 6, 7, 5, 3};
+const std::vector<host::Step> kSession = host::ParseSteps(host::kBuiltInSession);
 
 long OpenDescriptors() {
   const std::filesystem::directory_iterator open("/proc/self/fd");
@@ -35,45 +36,27 @@ struct Config : nuvrel::ConfigParser {
   }
 };
 
-class Recovery : public testing::Test, public INuvrelConnection {
+class Recovery : public testing::Test {
  protected:
   Recovery() {
     gNuvrelLogLevel = 0;
-    setenv("NUVREL_HOST_INTERFACE", "wlan0", 1);
-    setenv("NUVREL_HOST_SELF_IP", "10.0.0.1", 1);
-    setenv("NUVREL_HOST_PEER_IP", "10.0.0.2", 1);
-    ServiceCreateParams params{this, &mConfig};
-    reinterpret_cast<void (*)(void**, void*)>(Symbol("CreateWirelessLinkConfigService"))(&mService,
-                                                                                         &params);
+    host::SetDiscovery("wlan0", "10.0.0.1", "10.0.0.2");
+    mService.emplace(SERVICE_LIBRARY, mConfig);
   }
   ~Recovery() override {
-    reinterpret_cast<int (*)(void*)>(Symbol("ReleaseWirelessLinkConfigService"))(mService);
-    dlclose(mLibrary);
+    mService.reset();
+    EXPECT_EQ(dlopen(SERVICE_LIBRARY, RTLD_LAZY | RTLD_NOLOAD), nullptr);
     std::filesystem::remove_all(mDirectory);
   }
 
-  int SendPacket(NuvrelPkt_t* record, void* /*extra*/) override {
-    std::memcpy(&mStatus, record->payload + 1, sizeof(mStatus));
-    return mReplies++;
-  }
-
   // The status of one command, from its reply.
-  int Send(uint8_t command) {
-    constexpr uint32_t kPolicy[] = {5000, 160, 184, 30};
-    NuvrelPkt_t packet{};
-    packet.payload[0] = command;
-    std::memcpy(packet.payload + 1, kPolicy, sizeof(kPolicy));
-    packet.connection = this;
-    mReplies = 0;
-    static_cast<INuvrelService*>(mService)->OnPacket(&packet);
-    EXPECT_EQ(mReplies, 1);
-    return mStatus;
-  }
+  int Send(const host::Step& step) { return mService->Send(step.command->Packet()).value(); }
+  int Send(const char* command) { return Send(host::ParseSteps(command)[0]); }
 
   void ExpectWholeSession() {
-    Send(3);
-    for (const uint8_t command : kSession) {
-      EXPECT_EQ(Send(command), 0) << "command " << int{command};
+    Send("deinit");
+    for (const host::Step& step : kSession) {
+      EXPECT_EQ(Send(step), 0) << step.command->Text();
     }
   }
 
@@ -86,31 +69,27 @@ class Recovery : public testing::Test, public INuvrelConnection {
   }
 
  private:
-  void* Symbol(const char* name) { return dlsym(mLibrary, name); }
-
   std::string mDirectory = mkdtemp(std::string("/tmp/recovery-XXXXXX").data());
   Config mConfig{mDirectory};
-  void* mLibrary = dlopen(SERVICE_LIBRARY, RTLD_NOW);
-  void* mService = nullptr;
-  int mReplies = 0;
-  int mStatus = 0;
+  std::optional<host::ServiceHost> mService;
 };
 
 // The statuses of a session whose supplicant dies before its first, second, ... command.
-constexpr int kStatuses[][std::size(kSession)] = {
-    {-1, -1, -1, -1, -1, -1, -1, 0}, {0, -1, -1, -1, -1, -1, -1, 0},
-    {0, 0, -1, -1, -1, 0, -1, 0},  // clearing an empty table sends nothing
-    {0, 0, 0, -1, -1, 0, -1, 0},     {0, 0, 0, 0, -1, -1, -1, 0},
-    {0, 0, 0, 0, 0, -1, -1, 0},      {0, 0, 0, 0, 0, 0, -1, 0},
-    {0, 0, 0, 0, 0, 0, 0, 0},
+constexpr int kStatuses[][9] = {
+    {-1, -1, -1, -1, -1, -1, -1, -1, 0}, {0, -1, -1, -1, -1, -1, -1, -1, 0},
+    {0, 0, -1, -1, -1, -1, 0, -1, 0},  // clearing an empty table sends nothing
+    {0, 0, 0, -1, -1, -1, 0, -1, 0},     {0, 0, 0, 0, -1, -1, -1, -1, 0},
+    {0, 0, 0, 0, 0, -1, -1, -1, 0},      {0, 0, 0, 0, 0, 0, -1, -1, 0},
+    {0, 0, 0, 0, 0, 0, 0, -1, 0},        {0, 0, 0, 0, 0, 0, 0, 0, 0},
 };
 
 TEST_F(Recovery, SupplicantDiesBetweenAnyTwoCommands) {
   auto driver = StartDriver();
   ExpectWholeSession();
   const long descriptors = OpenDescriptors();
-  for (size_t alive = 0; alive < std::size(kSession); ++alive) {
-    for (size_t i = 0; i < std::size(kSession); ++i) {
+  ASSERT_EQ(kSession.size(), std::size(kStatuses));
+  for (size_t alive = 0; alive < kSession.size(); ++alive) {
+    for (size_t i = 0; i < kSession.size(); ++i) {
       if (i == alive) {
         driver->Stop();
       }
@@ -126,34 +105,34 @@ TEST_F(Recovery, SupplicantDiesBetweenAnyTwoCommands) {
 // By a supplicant that starts again, and by one that reopens it behind every driver command.
 TEST_F(Recovery, ControlSocketIsReplaced) {
   auto driver = StartDriver();
-  EXPECT_EQ(Send(1), 0);
-  EXPECT_EQ(Send(2), 0);
+  EXPECT_EQ(Send("init"), 0);
+  EXPECT_EQ(Send("init-lapb-flow"), 0);
   driver = nullptr;
   EmulatedDriverOptions reopening;
   reopening.faults.push_back(host::ParseFaultRule("socket:reopen"));
   driver = StartDriver(reopening);
-  EXPECT_EQ(Send(2), 0) << "the driver's messages come to who is attached again";
-  EXPECT_EQ(Send(6), 0);
+  EXPECT_EQ(Send("init-lapb-flow"), 0) << "the driver's messages come to who is attached again";
+  EXPECT_EQ(Send("add-lapb-policy 5000 160 184 20"), 0);
   ExpectWholeSession();
   EXPECT_NE(driver->Status().find("policies=0\n"), std::string::npos) << driver->Status();
 }
 
-// A driver that lets discovery down: it never answers, answers late, or lists so many classes that
+// Discovery fails with a driver that never answers, answers late, or lists so many classes that
 // their message is longer than a supplicant's.
-TEST_F(Recovery, DriverLetsDiscoveryDown) {
+TEST_F(Recovery, DiscoveryFails) {
   std::vector<EmulatedDriverOptions> drivers(1);
   for (uint32_t id = 0; id < 300; ++id) {
     drivers[0].serviceClasses.push_back({id, 1000 + id, 0, 0});
   }
-  for (const char* rule : {"SERVICE_CLASS_SHOW:drop@1", "events:delay=1600x2"}) {
+  for (const char* rule : {"SERVICE_CLASS_SHOW:drop@1", "events:delay=60000"}) {
     drivers.emplace_back().faults.push_back(host::ParseFaultRule(rule));
   }
   for (const EmulatedDriverOptions& options : drivers) {
     auto driver = StartDriver(options);
-    EXPECT_EQ(Send(1), 0);
-    EXPECT_EQ(Send(2), -1);
-    EXPECT_EQ(Send(6), -1);
-    EXPECT_EQ(Send(3), 0);
+    EXPECT_EQ(Send("init"), 0);
+    EXPECT_EQ(Send("init-lapb-flow"), -1);
+    EXPECT_EQ(Send("add-lapb-policy 5000 160 184 20"), -1);
+    EXPECT_EQ(Send("deinit"), 0);
     for (const host::FaultCount& count : driver->FaultCounts()) {
       EXPECT_GT(count.fired, 0U) << count.rule;
     }
@@ -161,6 +140,57 @@ TEST_F(Recovery, DriverLetsDiscoveryDown) {
     driver = StartDriver();
     ExpectWholeSession();
   }
+}
+
+// The framework calls by slot: what stands in each, in order, and the layout of what it passes.
+TEST(ServiceLibrary, SlotsStandInTheirOrder) {
+  const std::string service = "WirelessLinkConfigService::";
+  const char* const slots[] = {"~WirelessLinkConfigService()",
+                               "~WirelessLinkConfigService()",
+                               "OnPacket(NuvrelPkt_t*)",
+                               "OnConnectionLost()",
+                               "Init(NuvrelPkt*)",
+                               "DeInit()",
+                               "Reserved[01]()",
+                               "Reserved[01]()"};
+  void* library = dlopen(SERVICE_LIBRARY, RTLD_NOW);
+  void** const table = static_cast<void**>(dlsym(library, "_ZTV25WirelessLinkConfigService")) + 2;
+  for (size_t i = 0; i < std::size(slots); ++i) {
+    Dl_info info{};
+    ASSERT_NE(dladdr(table[i], &info), 0) << i;
+    const std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, nullptr), std::free);
+    // Equal functions may be one.
+    const std::string shown =
+        std::regex_replace(name.get(), std::regex(R"(Reserved\d)"), "Reserved[01]");
+    EXPECT_EQ(shown, service + slots[i]) << i;
+  }
+  static_assert(sizeof(ServiceCreateParams) == 16 && sizeof(NuvrelPkt) == 336);
+  static_assert(offsetof(ServiceCreateParams, configParser) == 8);
+  static_assert(offsetof(NuvrelPkt_t, msgType) == 0 && offsetof(NuvrelPkt_t, reserved276) == 276);
+}
+
+// Names are compared without what the standard libraries differ in. A symbol of kind u would keep
+// the library loaded for good.
+TEST(ServiceLibrary, ShowsTheEntryPointsAndTheClassAndNothingElse) {
+  const std::regex versioned("std::__(cxx11|1)::");
+  std::multiset<std::string> shown;
+  const std::unique_ptr<FILE, int (*)(FILE*)> nm(
+      popen(NM " -DC --defined-only " SERVICE_LIBRARY, "r"), pclose);
+  char line[4096];
+  while (fgets(line, sizeof(line), nm.get()) != nullptr) {
+    const std::string text(line);
+    const size_t kind = text.find(' ') + 1;
+    EXPECT_NE(text[kind], 'u') << text;
+    shown.insert(
+        std::regex_replace(text.substr(kind + 2, text.size() - kind - 3), versioned, "std::"));
+  }
+  std::ifstream file(EXPORTED_SYMBOLS);
+  std::multiset<std::string> expected;
+  for (std::string name; std::getline(file, name);) {
+    expected.insert(name);
+  }
+  EXPECT_EQ(shown, expected);
 }
 
 }  // namespace

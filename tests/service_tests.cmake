@@ -26,7 +26,7 @@ function(nuvrel_service_test name)
 endfunction()
 
 nuvrel_service_test(service_test
-  service_dispatch_test.cpp service_instance_test.cpp service_transcript_test.cpp)
+  service_dispatch_test.cpp service_transcript_test.cpp)
 target_compile_definitions(service_test PRIVATE
   TRANSCRIPTS="${CMAKE_CURRENT_SOURCE_DIR}/service_transcripts")
 add_dependencies(service_test scripted_client)
@@ -41,12 +41,3 @@ add_dependencies(service_loader_test scripted_client_no_factory scripted_client_
 target_compile_definitions(service_loader_test PRIVATE
   NO_FACTORY_DIR="${CMAKE_BINARY_DIR}/scripted_client_no_factory"
   NO_RELEASE_DIR="${CMAKE_BINARY_DIR}/scripted_client_no_release")
-
-nuvrel_test(service_library_test
-  SOURCES service_library_test.cpp
-  LIBS nuvrelcoreutils ${CMAKE_DL_LIBS})
-add_dependencies(service_library_test nuvrelwirelesslinkconfigservice)
-target_compile_definitions(service_library_test PRIVATE
-  SERVICE_LIBRARY="$<TARGET_FILE:nuvrelwirelesslinkconfigservice>"
-  EXPORTED_SYMBOLS="${CMAKE_CURRENT_SOURCE_DIR}/exported_symbols.txt"
-  NM="${CMAKE_NM}")
