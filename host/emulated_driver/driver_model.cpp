@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
-#include <sstream>
 
 namespace host {
 namespace {
@@ -44,6 +42,8 @@ std::string Endpoint(std::string_view address, std::string_view port) {
   Require(inet_pton(AF_INET, std::string(address).c_str(), &parsed) == 1 && Number(port) != 0);
   return fmt::format("{}:{}", address, Number(port, kMaxPort));
 }
+
+std::string PolicyKey(std::string_view cookie) { return fmt::format("policy[{}]", cookie); }
 
 // The words of `command` at the "%" of `form`, if it has the form's words everywhere else.
 std::optional<std::vector<std::string_view>> MatchForm(
@@ -106,33 +106,6 @@ DriverModel::DriverModel(const std::vector<ServiceClass>& serviceClasses) {
   }
 }
 
-std::optional<DriverModel> DriverModel::FromStatus(const std::string& status) {
-  DriverModel model(std::vector<ServiceClass>{});
-  bool known = false;
-  std::istringstream lines(status);
-  for (std::string line; std::getline(lines, line);) {
-    const char* text = line.c_str();
-    ServiceClass one{};
-    known = std::sscanf(text, "latency_mode=%u", &model.mLatencyMode) == 1 || known;
-    std::sscanf(text, "tx_ratemask_phymode=%u", &model.mPhyMode);
-    std::sscanf(text, "tx_ratemask=%x", &model.mRateMask);
-    std::sscanf(text, "tsf_sync_interval=%u", &model.mTsfSyncInterval);
-    model.mTsfOn = model.mTsfOn || line == "tsf=on";
-    if (std::sscanf(text, "service_class[%u]=latency %u default_dscp %u special_dscp %u", &one.id,
-                    &one.latency, &one.defaultDscp, &one.specialDscp) == 4) {
-      model.mServiceClasses[one.id] = one;
-    }
-    char cookie[64] = {};
-    const size_t last = line.rfind(" class ");
-    if (std::sscanf(text, "policy[%63[^]]]=", cookie) == 1 && last != std::string::npos) {
-      const size_t flow = line.find('=') + 1;
-      model.mPolicies.push_back({cookie, line.substr(flow, last - flow), 0});
-      std::sscanf(text + last, " class %u", &model.mPolicies.back().serviceClass);
-    }
-  }
-  return known ? std::optional(model) : std::nullopt;
-}
-
 std::vector<std::string_view> DriverModel::CommandNames() {
   std::vector<std::string_view> names;
   for (const Form& form : kForms) {
@@ -150,7 +123,7 @@ bool DriverModel::Follow(std::string_view command, const std::string& cookie) {
   const size_t policies = mPolicies.size();
   const bool carriedOut = Execute(command).reply != kReplyFail;
   if (mPolicies.size() > policies) {
-    mPolicies.back().cookie = cookie;
+    mPolicies.back().first = PolicyKey(cookie);
   }
   return carriedOut;
 }
@@ -161,7 +134,9 @@ DriverAnswer DriverModel::Execute(std::string_view command) {
     for (const Form& form : kForms) {
       if (const auto values = MatchForm(form.text, words)) {
         Require(IsPrintable(command));
-        return (this->*form.operation)(*values);
+        DriverAnswer answer;
+        (this->*form.operation)(*values, answer);
+        return answer;
       }
     }
   } catch (const Refused&) {  // answered below, as an unknown command is
@@ -169,31 +144,24 @@ DriverAnswer DriverModel::Execute(std::string_view command) {
   return {std::string(kReplyFail)};
 }
 
-DriverAnswer DriverModel::SetLatencyMode(const Values& values) {
-  mLatencyMode = Number(values[0]);
-  return {};
+void DriverModel::SetLatencyMode(const Values& values, DriverAnswer& /*answer*/) {
+  Set("latency_mode", fmt::to_string(Number(values[0])));
 }
 
-DriverAnswer DriverModel::StartTsf(const Values& values) {
-  mTsfSyncInterval = Number(values[0]);
-  mTsfOn = true;
-  return {};
+void DriverModel::StartTsf(const Values& values, DriverAnswer& /*answer*/) {
+  Set("tsf_sync_interval", fmt::to_string(Number(values[0])));
+  Set("tsf", "on");
 }
 
-DriverAnswer DriverModel::StopTsf(const Values& /*values*/) {
-  mTsfOn = false;
-  return {};
-}
+void DriverModel::StopTsf(const Values& /*values*/, DriverAnswer& /*answer*/) { Set("tsf", "off"); }
 
-DriverAnswer DriverModel::SetRateMask(const Values& values) {
+void DriverModel::SetRateMask(const Values& values, DriverAnswer& /*answer*/) {
   const uint32_t phyMode = Number(values[0]);
-  mRateMask = Mask(values[1]);
-  mPhyMode = phyMode;
-  return {};
+  Set("tx_ratemask", fmt::format("0x{:08X}", Mask(values[1])));
+  Set("tx_ratemask_phymode", fmt::to_string(phyMode));
 }
 
-DriverAnswer DriverModel::ShowServiceClasses(const Values& /*values*/) {
-  DriverAnswer answer;
+void DriverModel::ShowServiceClasses(const Values& /*values*/, DriverAnswer& answer) {
   answer.events.push_back(fmt::format("{} svc_count:{}", kEventPrefix, mServiceClasses.size()));
   std::string classes =
       "(service_class_id, buffer_latency_tolerance, app_ind_default_dscp, app_ind_special_dscp)";
@@ -203,36 +171,33 @@ DriverAnswer DriverModel::ShowServiceClasses(const Values& /*values*/) {
   if (!mServiceClasses.empty()) {
     answer.events.push_back(fmt::format("{} {}", kEventPrefix, classes));
   }
-  return answer;
 }
 
-DriverAnswer DriverModel::AddServiceClass(const Values& values) {
+void DriverModel::AddServiceClass(const Values& values, DriverAnswer& /*answer*/) {
   const ServiceClass added{Number(values[0], kMaxServiceClassId), Number(values[1]),
                            Number(values[2], kMaxDscp), Number(values[3], kMaxDscp)};
   Require(mServiceClasses.try_emplace(added.id, added).second);
-  return {};
 }
 
-DriverAnswer DriverModel::AddPolicy(const Values& values) {
-  const std::string flow =
-      fmt::format("src {} dst {}", Endpoint(values[0], values[2]), Endpoint(values[1], values[3]));
+void DriverModel::AddPolicy(const Values& values, DriverAnswer& answer) {
+  const std::string flow = fmt::format("src {} dst {} class ", Endpoint(values[0], values[2]),
+                                       Endpoint(values[1], values[3]));
   const uint32_t serviceClass = KnownClass(values[4]);
-  for (const Policy& policy : mPolicies) {
-    Require(policy.flow != flow);
-  }
-  mPolicies.push_back({fmt::format("p{}", ++mLastCookie), flow, serviceClass});
-  return {fmt::format("cookie={}\n", mPolicies.back().cookie)};
+  Require(std::none_of(mPolicies.begin(), mPolicies.end(),
+                       [&](const auto& policy) { return policy.second.starts_with(flow); }));
+  const std::string cookie = fmt::format("p{}", ++mLastCookie);
+  mPolicies.emplace_back(PolicyKey(cookie), flow + fmt::to_string(serviceClass));
+  answer.reply = fmt::format("cookie={}\n", cookie);
 }
 
-DriverAnswer DriverModel::UpdatePolicy(const Values& values) {
-  const auto policy = FindPolicy(values[0]);
-  policy->serviceClass = KnownClass(values[1]);
-  return {};
+void DriverModel::UpdatePolicy(const Values& values, DriverAnswer& /*answer*/) {
+  std::string& policy = FindPolicy(values[0])->second;
+  const uint32_t serviceClass = KnownClass(values[1]);
+  policy = policy.substr(0, policy.rfind(' ') + 1) + fmt::to_string(serviceClass);
 }
 
-DriverAnswer DriverModel::DeletePolicy(const Values& values) {
+void DriverModel::DeletePolicy(const Values& values, DriverAnswer& /*answer*/) {
   mPolicies.erase(FindPolicy(values[0]));
-  return {};
 }
 
 uint32_t DriverModel::KnownClass(std::string_view id) const {
@@ -240,28 +205,12 @@ uint32_t DriverModel::KnownClass(std::string_view id) const {
   return Number(id);
 }
 
-std::vector<DriverModel::Policy>::iterator DriverModel::FindPolicy(std::string_view cookie) {
-  const auto found = std::find_if(mPolicies.begin(), mPolicies.end(),
-                                  [&](const Policy& policy) { return policy.cookie == cookie; });
+StatusLines::iterator DriverModel::FindPolicy(std::string_view cookie) {
+  const auto found =
+      std::find_if(mPolicies.begin(), mPolicies.end(),
+                   [key = PolicyKey(cookie)](const auto& each) { return each.first == key; });
   Require(found != mPolicies.end());
   return found;
-}
-
-std::string DriverModel::Status() const {
-  std::string status = fmt::format(
-      "latency_mode={}\ntx_ratemask_phymode={}\ntx_ratemask=0x{:08X}\ntsf={}\n"
-      "tsf_sync_interval={}\nservice_classes={}\npolicies={}\n",
-      mLatencyMode, mPhyMode, mRateMask, mTsfOn ? "on" : "off", mTsfSyncInterval,
-      mServiceClasses.size(), mPolicies.size());
-  for (const auto& [id, one] : mServiceClasses) {
-    status += fmt::format("service_class[{}]=latency {} default_dscp {} special_dscp {}\n", id,
-                          one.latency, one.defaultDscp, one.specialDscp);
-  }
-  for (const Policy& policy : mPolicies) {
-    status +=
-        fmt::format("policy[{}]={} class {}\n", policy.cookie, policy.flow, policy.serviceClass);
-  }
-  return status;
 }
 
 }  // namespace host

@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace host {
@@ -28,6 +29,10 @@ inline constexpr std::string_view kEventPrefix = "<3>SVC-EVENT:";
 
 // The words of `text`, with one blank between them: two in a row give an empty word.
 std::vector<std::string_view> SplitWords(std::string_view text);
+
+// The keys and values of a STATUS, in its order: {"latency_mode", "2"} and so on.
+using StatusLines = std::vector<std::pair<std::string, std::string>>;
+StatusLines SplitStatus(const std::string& status);
 
 struct ServiceClass {
   uint32_t id;           // 0 to 31 when added by a command
@@ -74,44 +79,43 @@ class DriverModel {
   //   service_class[0]=latency 10 default_dscp 46 special_dscp 40
   //   policy[p1]=src 192.168.49.1:5000 dst 192.168.49.2:5000 class 0
   std::string Status() const;
+  // The same without the counts.
+  StatusLines Lines() const;
 
  private:
-  struct Policy {
-    std::string cookie;
-    std::string flow;  // "src 192.168.49.1:5000 dst 192.168.49.2:5000"
-    uint32_t serviceClass;
-  };
   // The words of a command in the places where its form has a "%".
   using Values = std::vector<std::string_view>;
-  // Carries out one command of its form, or changes nothing and throws Refused.
-  using Operation = DriverAnswer (DriverModel::*)(const Values&);
+  // Carries out one command of its form and changes the answer where it is not "OK\n"; or changes
+  // nothing and throws Refused.
+  using Operation = void (DriverModel::*)(const Values&, DriverAnswer&);
   struct Form {
     std::string_view text;
     Operation operation;
   };
 
-  DriverAnswer SetLatencyMode(const Values& values);
-  DriverAnswer StartTsf(const Values& values);
-  DriverAnswer StopTsf(const Values& values);
-  DriverAnswer SetRateMask(const Values& values);
-  DriverAnswer ShowServiceClasses(const Values& values);
-  DriverAnswer AddServiceClass(const Values& values);
-  DriverAnswer AddPolicy(const Values& values);
-  DriverAnswer UpdatePolicy(const Values& values);
-  DriverAnswer DeletePolicy(const Values& values);
+  void SetLatencyMode(const Values& values, DriverAnswer& answer);
+  void StartTsf(const Values& values, DriverAnswer& answer);
+  void StopTsf(const Values& values, DriverAnswer& answer);
+  void SetRateMask(const Values& values, DriverAnswer& answer);
+  void ShowServiceClasses(const Values& values, DriverAnswer& answer);
+  void AddServiceClass(const Values& values, DriverAnswer& answer);
+  void AddPolicy(const Values& values, DriverAnswer& answer);
+  void UpdatePolicy(const Values& values, DriverAnswer& answer);
+  void DeletePolicy(const Values& values, DriverAnswer& answer);
 
+  bool Set(std::string_view key, std::string_view value);  // false: there is no such setting
   uint32_t KnownClass(std::string_view id) const;
-  std::vector<Policy>::iterator FindPolicy(std::string_view cookie);
+  StatusLines::iterator FindPolicy(std::string_view cookie);
 
   static const Form kForms[9];
 
-  uint32_t mLatencyMode = 1;
-  uint32_t mPhyMode = 3;
-  uint32_t mRateMask = 0xFFFFFFFF;
-  bool mTsfOn = false;
-  uint32_t mTsfSyncInterval = 0;
+  StatusLines mSettings = {{"latency_mode", "1"},
+                           {"tx_ratemask_phymode", "3"},
+                           {"tx_ratemask", "0xFFFFFFFF"},
+                           {"tsf", "off"},
+                           {"tsf_sync_interval", "0"}};
   std::map<uint32_t, ServiceClass> mServiceClasses;  // by ID
-  std::vector<Policy> mPolicies;                     // by age
+  StatusLines mPolicies;                             // by age
   uint64_t mLastCookie = 0;                          // no cookie is given to two policies
 };
 

@@ -33,7 +33,7 @@ struct RunOptions {
   std::vector<FaultRule> faults;
   std::string logLevel = "warn";  // or error, info, debug
   bool json = false;
-  bool strict = false;  // what differs or is not checked, and idle faults, count as failures
+  bool strict = false;   // what differs or is not checked, and idle faults, count as failures
   bool summary = false;  // a table in place of each command
   std::string trace;
 };

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
-#include <sstream>
 
 #include "host/wpa_cli_wrapper/control_client.h"
 
@@ -14,18 +13,6 @@ namespace {
 
 constexpr std::string_view kDriver = "DRIVER ";
 constexpr std::string_view kDelete = "POLICY_DELETE cookie ";
-
-StatusLines SplitLines(const std::string& status) {
-  StatusLines lines;
-  std::istringstream text(status);
-  for (std::string line; std::getline(text, line);) {
-    const size_t equals = line.find('=');
-    if (equals != std::string::npos) {
-      lines.emplace_back(line.substr(0, equals), line.substr(equals + 1));
-    }
-  }
-  return lines;
-}
 
 // Whether the answer was too short for the list of policies, which comes last.
 bool IsCut(const StatusLines& lines) {
@@ -41,23 +28,14 @@ bool MayChangeDriver(const Exchange& exchange) {
          exchange.asked != "DRIVER SERVICE_CLASS_SHOW";
 }
 
-// By key, without the counts: what they count is compared.
-std::map<std::string, std::string> ByKey(const DriverModel& driver) {
-  const StatusLines lines = SplitLines(driver.Status());
-  std::map<std::string, std::string> byKey(lines.begin(), lines.end());
-  byKey.erase("policies");
-  byKey.erase("service_classes");
-  return byKey;
-}
-
 // One sentence for each line in which the two differ.
-std::vector<std::string> Compare(const DriverModel& expected, const DriverModel& held) {
-  const auto expectedByKey = ByKey(expected);
-  const auto heldByKey = ByKey(held);
+std::vector<std::string> Compare(const StatusLines& expectedLines, const StatusLines& heldLines) {
+  const std::map<std::string, std::string> expected(expectedLines.begin(), expectedLines.end());
+  const std::map<std::string, std::string> held(heldLines.begin(), heldLines.end());
   std::vector<std::string> differences;
-  for (const auto& [key, value] : expectedByKey) {
-    const auto found = heldByKey.find(key);
-    if (found == heldByKey.end()) {
+  for (const auto& [key, value] : expected) {
+    const auto found = held.find(key);
+    if (found == held.end()) {
       differences.push_back(fmt::format("{} ({}) is not in the driver", key, value));
     } else if (found->second != value) {
       differences.push_back(
@@ -65,8 +43,8 @@ std::vector<std::string> Compare(const DriverModel& expected, const DriverModel&
                       found->second, value));
     }
   }
-  for (const auto& [key, value] : heldByKey) {
-    if (!expectedByKey.contains(key)) {
+  for (const auto& [key, value] : held) {
+    if (!expected.contains(key)) {
       differences.push_back(
           fmt::format("{} ({}) is in the driver, but not known to the service", key, value));
     }
@@ -114,12 +92,12 @@ std::string Evidence::Check(CommandReport& report) {
   if (!held) {
     return std::exchange(mNoticed, true) ? "" : mCause;
   }
-  report.state = SplitLines(status);
+  report.state = SplitStatus(status);
   const bool cut = IsCut(report.state);
   if (mExpected && !cut) {
     report.checked = true;
     report.unchecked = false;
-    report.differences = Compare(*mExpected, *held);
+    report.differences = Compare(mExpected->Lines(), held->Lines());
     report.differences.insert(report.differences.end(), differences.begin(), differences.end());
   }
   mExpected = held;
@@ -131,7 +109,7 @@ std::string Evidence::Check(CommandReport& report) {
 
 StatusLines Evidence::State() {
   const std::string status = AskStatus();
-  return DriverModel::FromStatus(status) ? SplitLines(status) : StatusLines();
+  return DriverModel::FromStatus(status) ? SplitStatus(status) : StatusLines();
 }
 
 // Has the expected driver do what the service was told; false when it refuses.

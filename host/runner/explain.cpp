@@ -82,7 +82,7 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
   config.Set(SettingKey("wpaifPath"), directory.Path(), "");
   const std::string folder = directory.Path() + "/" + interface + "-node";
   std::filesystem::create_directories(folder + "/" + interface);
-  std::ofstream(folder + "/" + interface + "/unit_test_target");
+  const std::ofstream file(folder + "/" + interface + "/unit_test_target");
   const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(folder.c_str()), &closedir);
   if (!node.empty()) {
     // This setting reaches the service in lower case: the folder is named without capitals.

@@ -9,7 +9,7 @@ CONFIG_INTERNAL_LIBTOMMATH=y
 CFLAGS += -w -DANDROID -DCONFIG_DRIVER_NONE -I$(TOP)/tests/supplicant
 %/os_unix.o: CFLAGS += -UANDROID  # it would give up its rights for Android's wifi user
 
-PRIVATE_DRIVER = private_driver.o driver_model.o
+PRIVATE_DRIVER = private_driver.o driver_model.o driver_status.o
 LIBS += $(PRIVATE_DRIVER) -lstdc++
 wpa_supplicant: $(PRIVATE_DRIVER)
 vpath %.cpp $(TOP)/tests/supplicant $(TOP)/host/emulated_driver

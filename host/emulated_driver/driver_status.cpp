@@ -1,0 +1,74 @@
+// The driver's state as its STATUS tells it.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+
+#include "host/emulated_driver/driver_model.h"
+
+namespace host {
+
+StatusLines SplitStatus(const std::string& status) {
+  StatusLines lines;
+  std::istringstream text(status);
+  for (std::string line; std::getline(text, line);) {
+    const size_t equals = line.find('=');
+    if (equals != std::string::npos) {
+      lines.emplace_back(line.substr(0, equals), line.substr(equals + 1));
+    }
+  }
+  return lines;
+}
+
+std::optional<DriverModel> DriverModel::FromStatus(const std::string& status) {
+  DriverModel model(std::vector<ServiceClass>{});
+  bool known = false;
+  for (const auto& [key, value] : SplitStatus(status)) {
+    ServiceClass one{};
+    if (model.Set(key, value)) {
+      known = true;
+    } else if (key.starts_with("policy[")) {
+      model.mPolicies.emplace_back(key, value);
+    } else if (std::sscanf(key.c_str(), "service_class[%u]", &one.id) == 1 &&
+               std::sscanf(value.c_str(), "latency %u default_dscp %u special_dscp %u",
+                           &one.latency, &one.defaultDscp, &one.specialDscp) == 3) {
+      model.mServiceClasses[one.id] = one;
+    }
+  }
+  return known ? std::optional(model) : std::nullopt;
+}
+
+bool DriverModel::Set(std::string_view key, std::string_view value) {
+  const auto found = std::find_if(mSettings.begin(), mSettings.end(),
+                                  [key](const auto& each) { return each.first == key; });
+  if (found != mSettings.end()) {
+    found->second = value;
+  }
+  return found != mSettings.end();
+}
+
+StatusLines DriverModel::Lines() const {
+  StatusLines lines = mSettings;
+  for (const auto& [id, one] : mServiceClasses) {
+    lines.emplace_back(fmt::format("service_class[{}]", id),
+                       fmt::format("latency {} default_dscp {} special_dscp {}", one.latency,
+                                   one.defaultDscp, one.specialDscp));
+  }
+  lines.insert(lines.end(), mPolicies.begin(), mPolicies.end());
+  return lines;
+}
+
+std::string DriverModel::Status() const {
+  StatusLines lines = Lines();
+  lines.insert(lines.begin() + std::ssize(mSettings),
+               {{"service_classes", fmt::to_string(mServiceClasses.size())},
+                {"policies", fmt::to_string(mPolicies.size())}});
+  std::string status;
+  for (const auto& [key, value] : lines) {
+    status += key + "=" + value + "\n";
+  }
+  return status;
+}
+
+}  // namespace host
