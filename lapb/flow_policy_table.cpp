@@ -86,6 +86,10 @@ int WirelessLinkConfigService::DeleteLAPBFlowPolicy(int portNum) {
 
 int WirelessLinkConfigService::ClearLAPBPolicies() {
   std::lock_guard<std::mutex> lock(mPolicyLock);
+  return ClearLAPBPolicies(lock);
+}
+
+int WirelessLinkConfigService::ClearLAPBPolicies(const std::lock_guard<std::mutex>& /*held*/) {
   if (mWpaClient == nullptr || !mLapbSupported) {
     LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
     return -1;

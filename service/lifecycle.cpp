@@ -87,18 +87,25 @@ bool WirelessLinkConfigService::CreateDiscoveryClient() {
   return true;
 }
 
+void WirelessLinkConfigService::ReleaseDiscoveryClient() {
+  const auto release = reinterpret_cast<ReleaseServiceClientFn>(
+      mLibLoader.GetLibFunction(kClientLibrary, "ReleaseServiceClient"));
+  if (release != nullptr) {
+    release(kClientKind, mServiceClient);
+  } else {
+    LOGE(
+        "Could not find the client release function in nuvrel service client library, calling "
+        "delete");
+    delete mServiceClient;
+  }
+  mServiceClient = nullptr;
+}
+
 void WirelessLinkConfigService::DeInit() {
   std::lock_guard<std::mutex> lock(mServiceLock);
-  bool holdsClient = false;
-  {
-    std::lock_guard<std::mutex> driverLock(mPolicyLock);
-    holdsClient = mWpaClient != nullptr;
-  }
-  if (holdsClient) {
-    ClearLAPBPolicies();
-  }
   std::lock_guard<std::mutex> driverLock(mPolicyLock);
-  if (holdsClient) {
+  if (mWpaClient != nullptr) {
+    ClearLAPBPolicies(driverLock);
     mServiceIdMap.clear();
     mLapbSupported = false;
     mCmdReply.clear();
@@ -106,17 +113,7 @@ void WirelessLinkConfigService::DeInit() {
   ReleaseWpacliWrapperHandle();
   mWpaClient = nullptr;
   if (mServiceClient != nullptr) {
-    const auto release = reinterpret_cast<ReleaseServiceClientFn>(
-        mLibLoader.GetLibFunction(kClientLibrary, "ReleaseServiceClient"));
-    if (release != nullptr) {
-      release(kClientKind, mServiceClient);
-    } else {
-      LOGE(
-          "Could not find the client release function in nuvrel service client library, calling "
-          "delete");
-      delete mServiceClient;
-    }
-    mServiceClient = nullptr;
+    ReleaseDiscoveryClient();
   }
   if (mInitialized) {
     std::memset(mCmdBuf, 0, sizeof(mCmdBuf));

@@ -123,15 +123,20 @@ class NUVREL_EXPORT WirelessLinkConfigService : public INuvrelService {
   bool IsInitialized() EXCLUDES(mServiceLock);
   // Fills mServiceClient from the service client library, which then stays mapped for good.
   bool CreateDiscoveryClient() REQUIRES(mServiceLock, mPolicyLock);
+  // Gives mServiceClient back.
+  void ReleaseDiscoveryClient() REQUIRES(mServiceLock, mPolicyLock);
   // The command exchange: formats one driver command into mCmdBuf, cut at 511 characters, and sends
   // it. Needs mWpaClient. The answer replaces `reply`; a negative result means that it is not to be
   // read. Logs nothing and never tries again.
   int ExecuteDriverCommand(std::string& reply, const char* format, ...)
       __attribute__((format(printf, 3, 4))) REQUIRES(mPolicyLock);
 
-  // A step of the public operation, whose name is in its log lines: adds the `svcCount` classes of
-  // the messages to come, each read into `message`.
+  // Steps of the public operations of these names, which stand in their log lines.
+  //
+  // Adds the `svcCount` classes of the messages to come, each read into `message`.
   int UpdateServiceIDMap(uint32_t svcCount, std::string& message) REQUIRES(mPolicyLock);
+  // For DeInit, which goes on holding the lock: a policy added in between would outlive it.
+  int ClearLAPBPolicies(const std::lock_guard<std::mutex>& held) REQUIRES(mPolicyLock);
 
   // --- service/: the instance, there while the count is 1 or more; guarded by gLock
   static WirelessLinkConfigService* gWLConfigService GUARDED_BY(gLock);
