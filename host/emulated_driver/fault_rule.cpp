@@ -62,7 +62,8 @@ bool TakeHits(std::string_view& text, FaultRule& rule) {
 
 // Reads "name" or "name=value" into `rule`; false when it is neither for its scope.
 bool TakeAction(std::string_view action, FaultRule& rule) {
-  const std::string_view scope = rule.scope == kEvents || rule.scope == kSocket ? rule.scope : "";
+  const bool ofCommand = rule.scope != kEvents && rule.scope != kSocket;
+  const std::string_view scope = ofCommand ? std::string_view() : std::string_view(rule.scope);
   const size_t nameSize = std::min(action.find('='), action.size() - 1) + 1;
   const auto* form = std::find_if(std::begin(kActions), std::end(kActions), [&](const auto& each) {
     return each.name == action.substr(0, nameSize) && each.scope == scope;
