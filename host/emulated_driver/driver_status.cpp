@@ -66,7 +66,7 @@ std::string DriverModel::Status() const {
                 {"policies", fmt::to_string(mPolicies.size())}});
   std::string status;
   for (const auto& [key, value] : lines) {
-    status += key + "=" + value + "\n";
+    status += fmt::format("{}={}\n", key, value);
   }
   return status;
 }
