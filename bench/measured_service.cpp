@@ -105,9 +105,9 @@ void MeasuredService::AddPolicies(int first, int last, size_t cookieLength) {
 WpaCliWrapper* GetWpacliWrapperHandle() { return &bench::gBenchWrapper; }
 void ReleaseWpacliWrapperHandle() {}
 
-// The array forms and the ones without exceptions come down to these. Inlined, the compiler takes
-// their free for that of another allocator's memory.
-void* operator new(std::size_t size) {
+// The array forms and the ones without exceptions come down to these. Were they inlined, the
+// compiler would see memory of one allocator given back to another.
+__attribute__((noinline)) void* operator new(std::size_t size) {
   ++bench::gAllocations;
   if (void* memory = std::malloc(size)) {
     return memory;
