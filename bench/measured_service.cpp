@@ -68,6 +68,12 @@ std::vector<NuvrelPkt_t> PacketsOf(std::string_view commands) {
   return packets.empty() ? std::vector<NuvrelPkt_t>(1) : packets;
 }
 
+host::ServiceHost& TheEmptyService() {
+  static nuvrel::ConfigParser noSettings;
+  static host::ServiceHost empty(NUVREL_EMPTY_SERVICE, noSettings);
+  return empty;
+}
+
 MeasuredService::MeasuredService(const std::string& controlDirectory) {
   gWrapper = {.connected = !controlDirectory.empty()};
   gNuvrelLogLevel = 0;

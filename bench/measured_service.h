@@ -44,6 +44,9 @@ struct WrapperBehaviour {
 };
 extern WrapperBehaviour gWrapper;
 
+// A service that does nothing: see empty_service.cpp.
+host::ServiceHost& TheEmptyService();
+
 class MeasuredService {
  public:
   // With the driver whose socket is in `controlDirectory`, or with none. Resets gWrapper.

@@ -16,11 +16,10 @@ namespace {
 void Packet(benchmark::State& state, const char* command) {
   MeasuredService service;
   service.MakeReady();
-  nuvrel::ConfigParser noSettings;
-  host::ServiceHost empty(NUVREL_EMPTY_SERVICE, noSettings);
   const NuvrelPkt_t request = PacketsOf(command).front();
   TakeTurns(state, 256,
-            {{"service", [&] { service.Send(request); }}, {"empty", [&] { empty.Send(request); }}});
+            {{"service", [&] { service.Send(request); }},
+             {"empty", [&] { TheEmptyService().Send(request); }}});
   const uint64_t before = Allocations();
   service.Send(request);
   state.counters["allocations"] = static_cast<double>(Allocations() - before);

@@ -53,12 +53,12 @@ def beside(run, what, other, text, limit=None):
 
 
 def exchange(run, what):
-    own = 100 / run["service/no_driver"]
+    own = run["no_driver"] - run["empty"]
+    share = 100 * own / run["service"]
     return [beside(run, what, "wpa_ctrl_request", "`wpa_ctrl_request`", 1.1),
             beside(run, what, "send_recv", "bare `send` and `recv`"),
-            (f"{what}: the service's own", time(run["no_driver"]),
-             f"the whole: {time(run['service'])}",
-             f"{own:.2g} %", "1.5 %", own <= 1.5)]
+            (f"{what}: the service's own", time(own), f"the whole: {time(run['service'])}",
+             f"{share:.2g} %", "1.5 %", share <= 1.5)]
 
 
 def session(run):
@@ -73,7 +73,7 @@ def session(run):
 def clear(runs):
     each = {count: runs[f"Clear/{count}"]["service"] / count for count in (1, 1000, 10000)}
     growth = {count: runs[f"Clear/{count}"]["service/standard"] * 100 / count for count in each}
-    return [(f"clear, for each of {count:,} policies", time(each[count]),
+    return [(f"clear, for each of {count:,}", time(each[count]),
              f"of 100: {time(runs[f'Clear/{count}']['standard'] / 100)}", f"× {growth[count]:.3g}",
              "× 1.2" if count > 1 else "", growth[count] <= 1.2 if count > 1 else None)
             for count in each]
