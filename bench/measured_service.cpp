@@ -21,15 +21,15 @@ thread_local uint64_t gAllocations = 0;
 class BenchWrapper : public WpaCliWrapper {
  public:
   int32_t OpenCtrlInterface(const std::string& path) override {
-    return gWrapper.connected ? mWorkstation->OpenCtrlInterface(path) : 0;
+    return gWrapper.connected ? Workstation().OpenCtrlInterface(path) : 0;
   }
   int32_t CloseCtrlInterface() override {
-    return gWrapper.connected ? mWorkstation->CloseCtrlInterface() : 0;
+    return gWrapper.connected ? Workstation().CloseCtrlInterface() : 0;
   }
   int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& reply,
                          int32_t flag) override {
     if (gWrapper.connected) {
-      return mWorkstation->ExecuteCommand(command, extra, reply, flag);
+      return Workstation().ExecuteCommand(command, extra, reply, flag);
     }
     if (gWrapper.cookieLength > 0) {
       std::string cookie = "p" + std::to_string(++mLastCookie);
@@ -40,7 +40,7 @@ class BenchWrapper : public WpaCliWrapper {
   }
   int32_t GetResponse(std::string& message, const std::string& prefix, int32_t limit) override {
     if (gWrapper.connected) {
-      return mWorkstation->GetResponse(message, prefix, limit);
+      return Workstation().GetResponse(message, prefix, limit);
     }
     message = gWrapper.messages[mNextMessage++ % gWrapper.messages.size()];
     return 0;
@@ -48,8 +48,12 @@ class BenchWrapper : public WpaCliWrapper {
 
  private:
   // The library's own, which this program's function hides.
-  WpaCliWrapper* const mWorkstation = reinterpret_cast<decltype(&GetWpacliWrapperHandle)>(
-      dlsym(RTLD_NEXT, "GetWpacliWrapperHandle"))();
+  static WpaCliWrapper& Workstation() {
+    static const auto get = reinterpret_cast<decltype(&GetWpacliWrapperHandle)>(
+        dlsym(RTLD_NEXT, "GetWpacliWrapperHandle"));
+    return *get();
+  }
+
   size_t mNextMessage = 0;
   uint32_t mLastCookie = 0;
 } gBenchWrapper;

@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <limits>
 #include <regex>
 #include <string>
 
@@ -38,23 +39,26 @@ void Clear(benchmark::State& state) {
              {"standard", send, [&] { service.AddPolicies(1, 100); }}});
 }
 
-// Ranges: policies added to an empty table, bytes of a cookie at least. What they take from the
-// heap, and the longest of them, which is the one that made the table grow last.
+// Ranges: policies added to an empty table, bytes of a cookie at least. What each takes from the
+// heap, and the longest of them, which is the one that made the table grow last: the least of
+// several tries, in which nobody else had the processor.
 void Grow(benchmark::State& state) {
   const auto policies = static_cast<int>(state.range(0));
-  const auto cookieLength = static_cast<size_t>(state.range(1));
-  double longest = 0;
+  double least = std::numeric_limits<double>::max();
   for (auto _ : state) {
     MeasuredService service;
     service.MakeReady();
     const size_t before = mallinfo2().uordblks;
+    double longest = 0;
     for (int port = 10000; port < 10000 + policies; ++port) {
+      const auto cookieLength = static_cast<size_t>(state.range(1));
       longest =
           std::max(longest, SecondsOf([&] { service.AddPolicies(port, port, cookieLength); }));
     }
     state.counters["bytes"] = static_cast<double>(mallinfo2().uordblks - before) / policies;
+    least = std::min(least, longest);
   }
-  state.counters["longest"] = longest * 1e9;
+  state.counters["longest"] = least * 1e9;
 }
 
 // "<3>SVC-EVENT: (heading) (0, 10, 46, 40) …", filled up to `length` bytes within the heading.
@@ -91,7 +95,7 @@ BENCHMARK_CAPTURE(Packet, unknown, "")->UseManualTime();
 BENCHMARK_CAPTURE(Packet, init_again, "init")->UseManualTime();
 BENCHMARK(Clear)->Arg(1)->Arg(100)->Arg(1000)->Arg(10000)->UseManualTime();
 BENCHMARK(Grow)->Args({10000, 1})->Args({10000, 60})->Iterations(1);
-BENCHMARK(Grow)->Args({11000, 1})->Args({50000, 1})->Iterations(1);
+BENCHMARK(Grow)->Args({11000, 1})->Args({50000, 1})->Iterations(10);
 BENCHMARK_CAPTURE(Discovery, classes_1, 1, ClassMessage(1))->UseManualTime();
 BENCHMARK_CAPTURE(Discovery, classes_8, 8, ClassMessage(8))->UseManualTime();
 BENCHMARK_CAPTURE(Discovery, classes_32, 32, ClassMessage(32))->UseManualTime();
