@@ -27,7 +27,7 @@ TEST_F(EmulatedDriverTest, StartsAtAFreePlaceOrADeadOwnersOnly) {
   std::filesystem::create_directory(mDirectory + "/folder");
   const std::string cases[][3] = {
       {mDirectory, "wlan0", "in use: stop"},
-      {mDirectory + "/none/none", "wlan0", "the directory must be writable"},
+      {mDirectory + "/none/none", "wlan0", "its directory must be writable"},
       {mDirectory, "folder", "in use: stop"},
       {mDirectory, "../wlan0", "is no interface name"},
       {mDirectory + "/" + std::string(107, 'a'), "wlan0", "use a shorter directory"}};

@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -45,22 +46,6 @@ ino_t FileSerial(const std::string& path) {
 
 int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
 
-// Held while a socket file is looked at and made: of two owners that find the same dead one, the
-// second waits and then finds the first.
-class DirectoryLock {
- public:
-  explicit DirectoryLock(const std::string& directory)
-      : mDescriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    flock(mDescriptor, LOCK_EX);
-  }
-  ~DirectoryLock() { close(mDescriptor); }
-  DirectoryLock(const DirectoryLock&) = delete;
-  DirectoryLock& operator=(const DirectoryLock&) = delete;
-
- private:
-  const int mDescriptor;
-};
-
 bool IsDeadSocket(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode) &&
@@ -82,48 +67,50 @@ int ConnectError(const std::string& path) {
 ControlSocket::~ControlSocket() { Close(); }
 
 void ControlSocket::Open(const std::string& directory, const std::string& interface) {
-  const std::string path = directory + "/" + interface;
+  Close();
+  mDirectory = directory;
+  mPath = directory + "/" + interface;
   if (!IsFileName(interface)) {
     throw Refusal("interface \"{}\" is no interface name: give one such as wlan0", interface);
   }
-  if (path.size() > kMaxSocketPath) {
+  if (mPath.size() > kMaxSocketPath) {
     throw Refusal(
         "control socket {}: the path has {} bytes, a socket's may have {}: use a shorter "
         "directory",
-        path, path.size(), kMaxSocketPath);
+        mPath, mPath.size(), kMaxSocketPath);
   }
-  Close();
-  mDirectory = directory;
-  mPath = path;
   mMadeDirectory = mkdir(directory.c_str(), S_IRWXU | S_IRWXG) == 0;
   mDescriptor = Bind();
   if (mDescriptor < 0) {
-    mPath.clear();
     throw Refusal(
-        "control socket {}: {}", path,
+        "control socket {}: {}", mPath,
         errno == EADDRINUSE
             ? "in use: stop its owner, or choose another directory or interface"
-            : fmt::format(
-                  "{}: the directory must be writable, or the one above it where there is none",
-                  std::strerror(errno)));
+            : fmt::format("{}: its directory must be writable, or be missing where one can be made",
+                          std::strerror(errno)));
   }
 }
 
-// A socket bound to mPath, or -1 with errno.
+// A socket bound to mPath, or -1 with errno. The lock makes the second of two that find the same
+// dead socket wait, and then find the first one's.
 int ControlSocket::Bind() {
-  const DirectoryLock lock(mDirectory);
+  const int directory = open(mDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  flock(directory, LOCK_EX);
   if (IsDeadSocket(mPath)) {
     unlink(mPath.c_str());
   }
-  const int descriptor = OpenDatagramSocket();
   const sockaddr_un address = AddressOf(mPath);
-  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-    const int cause = errno;
-    close(descriptor);
-    errno = cause;
-    return -1;
+  int descriptor = OpenDatagramSocket();
+  const bool bound =
+      bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  const int cause = errno;
+  if (bound) {
+    mFileSerial = FileSerial(mPath);
+  } else {
+    close(std::exchange(descriptor, -1));
   }
-  mFileSerial = FileSerial(mPath);
+  close(directory);
+  errno = cause;
   return descriptor;
 }
 
@@ -134,18 +121,15 @@ void ControlSocket::RemoveFile() {
   }
 }
 
-void ControlSocket::BeginReopening() {
-  if (mAnew >= 0) {
-    return;
-  }
-  RemoveFile();
-  mAnew = Bind();
-  if (mAnew >= 0) {
-    shutdown(mDescriptor, SHUT_RD);
+void ControlSocket::Reopen() {
+  if (mAnew < 0) {
+    RemoveFile();
+    mAnew = Bind();
+    shutdown(mAnew >= 0 ? mDescriptor : -1, SHUT_RD);
   }
 }
 
-void ControlSocket::EndReopening() {
+void ControlSocket::CloseOld() {
   if (mAnew >= 0) {
     dup3(mAnew, mDescriptor, O_CLOEXEC);  // in one step, for EndWaits
     close(std::exchange(mAnew, -1));
@@ -158,9 +142,9 @@ void ControlSocket::Close() {
   if (mDescriptor < 0) {
     return;
   }
+  CloseOld();
   RemoveFile();
-  close(mDescriptor);
-  mDescriptor = -1;
+  close(std::exchange(mDescriptor, -1));
   if (mMadeDirectory) {
     rmdir(mDirectory.c_str());
   }
@@ -169,10 +153,10 @@ void ControlSocket::Close() {
 void ControlSocket::EndWaits() const { shutdown(mDescriptor, SHUT_RD); }
 
 std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
+  CloseOld();
+  SendQueued();
   if (!mQueue.empty()) {
-    SendQueued();
-    const bool sooner = milliseconds >= 0 && milliseconds < kQueueMs;
-    milliseconds = mQueue.empty() || sooner ? milliseconds : kQueueMs;
+    milliseconds = milliseconds < 0 ? kQueueMs : std::min(milliseconds, kQueueMs);
   }
   // Without a limit recvfrom does the waiting, which saves a system call for every command.
   pollfd watched{mDescriptor, POLLIN, 0};
@@ -202,8 +186,7 @@ bool ControlSocket::Send(const PeerAddress& to, std::string_view text) {
   }
   const int cause = errno;
   if (cause == EAGAIN || cause == ENOBUFS) {
-    BeginReopening();
-    EndReopening();
+    Reopen();
   }
   errno = cause;
   return false;
@@ -222,14 +205,11 @@ bool ControlSocket::IsHalfFull() const {
 }
 
 void ControlSocket::SendToAttached(std::string_view text) {
-  if (mQueue.empty() && !IsHalfFull()) {
-    SendNow(text);
-    return;
-  }
-  if (mQueue.size() == kMaxQueued) {
+  mQueue.emplace_back(text);
+  if (mQueue.size() > kMaxQueued) {
     mQueue.pop_front();
   }
-  mQueue.emplace_back(text);
+  SendQueued();
 }
 
 void ControlSocket::SendQueued() {
