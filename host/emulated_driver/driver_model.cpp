@@ -10,7 +10,6 @@ namespace host {
 namespace {
 
 constexpr uint32_t kMaxServiceClassId = 31;
-constexpr uint32_t kMaxDscp = 63;
 constexpr uint32_t kMaxPort = 65535;
 
 // Thrown when a command cannot be carried out; Execute answers FAIL to it.
@@ -22,13 +21,10 @@ void Require(bool allowed) {
   }
 }
 
-// All of `text` as an unsigned number: digits only, no sign, no blank, no more than `max`.
 uint32_t Number(std::string_view text, uint32_t max = UINT32_MAX, int base = 10) {
-  uint32_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-  Require(error == std::errc() && stop == end && value <= max);
-  return value;
+  const auto value = ParseNumber(text, max, base);
+  Require(value.has_value());
+  return *value;
 }
 
 uint32_t Mask(std::string_view text) {
@@ -70,14 +66,21 @@ bool IsPrintable(std::string_view text) {
 
 }  // namespace
 
-std::vector<std::string_view> SplitWords(std::string_view text) {
+std::vector<std::string_view> SplitWords(std::string_view text, char separator) {
   std::vector<std::string_view> words;
   size_t begin = 0;
   for (size_t end = 0; end != std::string_view::npos; begin = end + 1) {
-    end = text.find(' ', begin);
+    end = text.find(separator, begin);
     words.push_back(text.substr(begin, end - begin));
   }
   return words;
+}
+
+std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max, int base) {
+  uint32_t value = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value, base);
+  return error == std::errc() && stop == end && value <= max ? std::optional(value) : std::nullopt;
 }
 
 std::vector<ServiceClass> DefaultServiceClasses() {

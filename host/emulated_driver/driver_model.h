@@ -27,8 +27,14 @@ inline constexpr std::string_view kReplyOk = "OK\n";
 inline constexpr std::string_view kReplyFail = "FAIL\n";
 inline constexpr std::string_view kEventPrefix = "<3>SVC-EVENT:";
 
-// The words of `text`, with one blank between them: two in a row give an empty word.
-std::vector<std::string_view> SplitWords(std::string_view text);
+// The words of `text`, with one separator between them: two in a row give an empty word.
+std::vector<std::string_view> SplitWords(std::string_view text, char separator = ' ');
+// All of `text` as an unsigned number: digits only, no sign, no blank. Nothing when it is none, or
+// above `max`.
+std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max = UINT32_MAX,
+                                    int base = 10);
+
+inline constexpr uint32_t kMaxDscp = 63;
 
 // The keys and values of a STATUS, in its order: {"latency_mode", "2"} and so on.
 using StatusLines = std::vector<std::pair<std::string, std::string>>;
@@ -40,6 +46,10 @@ struct ServiceClass {
   uint32_t defaultDscp;  // 0 to 63
   uint32_t specialDscp;  // 0 to 63
 };
+
+// Reads ID:LATENCY or ID:LATENCY:DEFAULT:SPECIAL, such as 2:30:46:40; throws a Refusal. Without the
+// two DSCP values it gets 46 and 40. The ID may be above 31, which no command could add.
+ServiceClass ParseServiceClass(const std::string& text);
 
 // What the driver has before anybody talks to it: IDs 0, 1 and 3 for latencies 10, 20 and 50.
 std::vector<ServiceClass> DefaultServiceClasses();

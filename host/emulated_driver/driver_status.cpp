@@ -1,4 +1,4 @@
-// The driver's state as its STATUS tells it.
+// The driver's state as its STATUS tells it, and a service class as a person writes it.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/emulated_driver/driver_model.h"
+#include "host/refusal.h"
 
 namespace host {
 
@@ -69,6 +70,31 @@ std::string DriverModel::Status() const {
     status += fmt::format("{}={}\n", key, value);
   }
   return status;
+}
+
+ServiceClass ParseServiceClass(const std::string& text) {
+  ServiceClass parsed{0, 0, 46, 40};
+  const struct {
+    uint32_t& value;
+    uint32_t max;
+  } fields[] = {{parsed.id, UINT8_MAX},
+                {parsed.latency, UINT32_MAX},
+                {parsed.defaultDscp, kMaxDscp},
+                {parsed.specialDscp, kMaxDscp}};
+  const auto numbers = SplitWords(text, ':');
+  bool good = numbers.size() == 2 || numbers.size() == std::size(fields);
+  for (size_t i = 0; good && i < numbers.size(); ++i) {
+    const auto number = ParseNumber(numbers[i], fields[i].max);
+    good = number.has_value();
+    fields[i].value = number.value_or(0);
+  }
+  if (!good) {
+    throw Refusal(
+        "service class \"{}\": write ID:LATENCY or ID:LATENCY:DEFAULT:SPECIAL, an ID from 0 to {} "
+        "and two DSCP values from 0 to {}",
+        text, UINT8_MAX, kMaxDscp);
+  }
+  return parsed;
 }
 
 }  // namespace host

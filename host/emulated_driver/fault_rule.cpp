@@ -1,7 +1,6 @@
 #include "host/emulated_driver/fault_rule.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
 #include "host/emulated_driver/driver_model.h"
@@ -28,13 +27,6 @@ constexpr ActionForm kActions[] = {
     {kEvents, "garble=", FaultAction::kGarble}, {kSocket, "reopen", FaultAction::kReopen},
 };
 
-std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max) {
-  uint32_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  return error == std::errc() && stop == end && value <= max ? std::optional(value) : std::nullopt;
-}
-
 std::string Unescape(std::string_view text) {
   std::string plain;
   for (size_t i = 0; i < text.size(); ++i) {
@@ -54,7 +46,7 @@ bool TakeHits(std::string_view& text, FaultRule& rule) {
       (text[mark] != '@' && text[mark] != 'x')) {
     return true;
   }
-  rule.lastHit = ParseNumber(text.substr(mark + 1), UINT32_MAX).value_or(0);
+  rule.lastHit = ParseNumber(text.substr(mark + 1)).value_or(0);
   rule.firstHit = text[mark] == '@' ? rule.lastHit : 1;
   text = text.substr(0, mark);
   return rule.lastHit != 0;

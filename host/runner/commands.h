@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/emulated_driver/fault_rule.h"
+#include "host/emulated_driver/emulated_driver.h"
 
 namespace host {
 
@@ -27,10 +27,9 @@ struct RunOptions {
   std::string library;  // empty: the one beside this program
   std::string controlDirectory;
   bool emulated = false;
-  std::string interface = "wlan0";
-  std::string selfIp;  // empty: the interface's own, or one for the emulated driver
+  EmulatedDriverOptions driver;  // the interface; and the rest of it where the driver is emulated
+  std::string selfIp;            // empty: the interface's own, or one for the emulated driver
   std::string peerIp = "192.168.49.2";
-  std::vector<FaultRule> faults;
   std::string logLevel = "warn";  // or error, info, debug
   bool json = false;
   bool strict = false;   // what differs or is not checked, and idle faults, count as failures
@@ -41,12 +40,8 @@ ExitStatus RunSession(const RunOptions& options);
 
 // `wlc driver`: the emulated driver alone, in the foreground, until SIGINT or SIGTERM. Anything
 // that talks to a supplicant can then talk to it: another `wlc run --ctrl-dir`, wpa_cli.
-struct DriverOptions {
-  std::string controlDirectory;
-  std::string interface = "wlan0";
-  std::vector<FaultRule> faults;
-};
-ExitStatus RunDriver(const DriverOptions& options);
+// With `verbose` it prints what it receives and answers.
+ExitStatus RunDriver(EmulatedDriverOptions options, bool verbose);
 
 // `wlc explain`: what the settings in a file will do. The service itself applies and reverts them,
 // on an emulated driver and with a private file in place of the driver's node.

@@ -1,3 +1,6 @@
+#include <csignal>
+#include <utility>
+
 #include "host/emulated_driver/emulated_driver.h"
 #include "host/refusal.h"
 #include "host/runner/commands.h"
@@ -7,10 +10,30 @@
 
 namespace host {
 
-ExitStatus RunDriver(const DriverOptions& options) {
-  EmulatedDriver driver({.directory = options.controlDirectory,
-                         .interface = options.interface,
-                         .faults = options.faults});
+namespace {
+
+std::string OneLine(std::string_view text) {
+  return Visible(text.substr(0, text.size() - (text.ends_with('\n') ? 1 : 0)));
+}
+
+void PrintExchange(const WireExchange& exchange) {
+  Print("received {}\n", OneLine(exchange.command));
+  for (const std::string& message : exchange.messages) {
+    Print("message  {}\n", OneLine(message));
+  }
+  Print("answered {}\n", exchange.reply.empty() ? "(nothing)" : OneLine(exchange.reply));
+  if (!WriteFailure().empty()) {
+    (void)std::raise(SIGTERM);  // nobody looks any more
+  }
+}
+
+}  // namespace
+
+ExitStatus RunDriver(EmulatedDriverOptions options, bool verbose) {
+  if (verbose) {
+    options.observer = PrintExchange;
+  }
+  EmulatedDriver driver(std::move(options));
   driver.Start();
   Print("the emulated driver listens at {} until SIGINT (^C) or SIGTERM\n",
         Visible(driver.SocketPath()));

@@ -84,17 +84,17 @@ struct SessionDriver {
     }
     if (directory.empty()) {
       directory = mDirectory.emplace().Path();
-      mEmulated.emplace(EmulatedDriverOptions{
-          .directory = directory, .interface = options.interface, .faults = options.faults});
-      mEmulated->Start();
-    } else if (!options.faults.empty()) {
+      EmulatedDriverOptions driver = options.driver;
+      driver.directory = directory;
+      mEmulated.emplace(driver).Start();
+    } else if (!options.driver.faults.empty() || !options.driver.serviceClasses.empty()) {
       throw Refusal(
-          "--fault works on the emulated driver, not on the supplicant in {}: give the rule to wlc "
-          "driver, or use --emulated",
+          "--fault and --service-class work on the emulated driver, not on the supplicant in {}: "
+          "give them to wlc driver, or use --emulated",
           directory);
     }
     config.Set(SettingKey("wpaifPath"), directory, "the control directory");
-    mPath = directory + "/" + options.interface;
+    mPath = directory + "/" + options.driver.interface;
   }
 
   std::string mPath;
@@ -142,11 +142,11 @@ void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
 // Chooses this device's address, and tells both to the discovery client.
 void SetAddresses(const RunOptions& options, bool emulated, SessionInfo& info) {
   std::string selfIp = options.selfIp;
-  if (selfIp.empty() && (emulated || if_nametoindex(options.interface.c_str()) == 0)) {
+  if (selfIp.empty() && (emulated || if_nametoindex(options.driver.interface.c_str()) == 0)) {
     selfIp = kEmulatedSelfIp;
   }
-  SetDiscovery(options.interface, selfIp, options.peerIp);
-  info.self = selfIp.empty() ? "those of " + options.interface : selfIp;
+  SetDiscovery(options.driver.interface, selfIp, options.peerIp);
+  info.self = selfIp.empty() ? "those of " + options.driver.interface : selfIp;
   info.peer = options.peerIp;
 }
 
