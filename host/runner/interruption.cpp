@@ -17,7 +17,7 @@
 namespace host {
 namespace {
 
-constexpr std::chrono::seconds kTimeToEnd{1};
+constexpr std::chrono::seconds kTimeToEnd{3};
 
 std::atomic<int> gSignal = 0;
 std::atomic<bool> gCommandsEnd = false;

@@ -1,7 +1,7 @@
 // SIGINT (^C), SIGTERM and SIGHUP: how they end wlc.
 //
 //   ^C in a session        after the running command; a second one ends it at once
-//   any other              in good order when that takes at most a second, then at once
+//   any other              in good order when that takes at most three seconds, else without
 // Either way the private directories and the socket files of wlc's clients are removed, and the
 // exit status is 128 and the signal's number.
 //
