@@ -20,8 +20,6 @@ printf '#!/bin/sh\nexec env --default-signal=INT,PIPE %s "%s" "$@"\n' "$emulator
   "$build/bin/wlc" >"$scratch/bin/wlc"
 chmod +x "$scratch/bin/wlc"
 export PATH="$scratch/bin:$PATH:/usr/sbin:/sbin" HOME=$scratch TMPDIR=$scratch LC_ALL=C
-# The race detector sleeps a second at a process's end, as long as wlc has after a signal.
-export TSAN_OPTIONS=atexit_sleep_ms=0:${TSAN_OPTIONS:-}
 unset NO_COLOR
 ln -s "$(dirname "$(realpath "$0")")/../examples" "$scratch/here/examples"
 cd "$scratch/here" || exit
