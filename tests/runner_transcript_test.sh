@@ -46,9 +46,11 @@ await() {
 # and messages that show a fault; then what differs, the notes and the refusals. `shorten` does it
 # to a session that was written elsewhere.
 brief() {
+  # shellcheck disable=SC2119  # its input is the pipe
   wlc run --log-level error "$@" 2>&1 | shorten
   return "${PIPESTATUS[0]}"
 }
+# shellcheck disable=SC2120  # transcripts call it with files
 shorten() {
   cat -v "$@" | awk '
     /^ +(answer|message) / && !/ (OK|cookie=[^ ]+|svc_count:[0-9]+|.*\([0-9, ]+\)) +[0-9.]+ ms$/ {
