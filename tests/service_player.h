@@ -146,7 +146,9 @@ class Player : Rig {
 
   int ReleaseInstance() {
     return ReleaseWirelessLinkConfigService(
-        mRest.empty() ? mInstance : reinterpret_cast<void*>(std::stoul(mRest)));
+        mRest.empty()
+            ? mInstance
+            : reinterpret_cast<void*>(std::stoul(mRest)));  // NOLINT(performance-no-int-to-ptr)
   }
 
   int Log() {
