@@ -4,7 +4,7 @@
 // The library creates and destroys the client through two factory functions, looked up by name:
 //   "CreateServiceClient"(4, &client, nullptr, -1)   fills client, or leaves it null
 //   "ReleaseServiceClient"(4, client)
-// What the numbers mean is the framework's own affair.
+// What the numbers mean is defined by the framework.
 #ifndef NUVREL_FRAMEWORK_SERVICE_CLIENT_H_
 #define NUVREL_FRAMEWORK_SERVICE_CLIENT_H_
 

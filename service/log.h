@@ -4,7 +4,7 @@
 // are written out in full where they are logged; those that begin with "[%s:%d]" take NUVREL_HERE
 // as their first argument. Example: LOGW("[%s:%d] bad fd", NUVREL_HERE);
 //
-// ERROR: the framework or the driver let a step down. WARN: a step was refused or cannot be done
+// ERROR: the framework or the driver failed a step. WARN: a step was refused or cannot be done
 // now. INFO: what the driver was told. DEBUG: the course of an operation.
 //
 // A file whose lines carry another tag defines LOG_TAG before it includes this header.
