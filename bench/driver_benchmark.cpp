@@ -31,18 +31,18 @@ std::string DriverDirectory() {
   return directory != nullptr ? directory : "/tmp";
 }
 
-std::unique_ptr<host::ControlClient> OpenClient() {
-  auto client = host::ControlClient::Open(DriverDirectory() + "/wlan0");
+std::unique_ptr<ControlClient> OpenClient() {
+  auto client = ControlClient::Open(DriverDirectory() + "/wlan0");
   if (client == nullptr) {
-    throw host::Refusal("there is no driver in {}: use bench/run.sh", DriverDirectory());
+    throw Refusal("there is no driver in {}: use bench/run.sh", DriverDirectory());
   }
   return client;
 }
 
-std::string Ask(host::ControlClient& client, const std::string& line) {
+std::string Ask(ControlClient& client, const std::string& line) {
   std::string answer;
-  if (client.Request(line, answer) != host::kDone) {
-    throw host::Refusal("{} was not carried out", line);
+  if (client.Request(line, answer) != kDone) {
+    throw Refusal("{} was not carried out", line);
   }
   return answer;
 }
@@ -52,15 +52,15 @@ void AskBare(int socket, const std::string& line) {
   std::array<char, 4096> answer;
   if (send(socket, line.data(), line.size(), 0) < 0 ||
       recv(socket, &answer, answer.size(), 0) <= 0) {
-    throw host::Refusal("{} was not answered", line);
+    throw Refusal("{} was not answered", line);
   }
 }
 
 // The driver commands that the service sends for these.
 Lines Recorded(MeasuredService& service, const std::vector<NuvrelPkt_t>& requests) {
   Lines lines;
-  SetExchangeObserver([&lines](const host::Exchange& exchange) {
-    if (exchange.kind == host::Exchange::Kind::kCommand) {
+  SetExchangeObserver([&lines](const Exchange& exchange) {
+    if (exchange.kind == Exchange::Kind::kCommand) {
       lines.push_back(exchange.asked);
     }
   });
@@ -71,7 +71,7 @@ Lines Recorded(MeasuredService& service, const std::vector<NuvrelPkt_t>& request
 
 // One packet with the driver; the same lines by the client library, and by the system calls alone;
 // the same packet without a driver, and to a service that does nothing.
-void Exchange(benchmark::State& state, const char* command) {
+void OnePacket(benchmark::State& state, const char* command) {
   MeasuredService service(DriverDirectory());
   service.Play(PacketsOf("init init-lapb-flow add-lapb-policy 5000 160 184 20"));
   const std::vector<NuvrelPkt_t> request = PacketsOf(command);
@@ -107,13 +107,13 @@ void RaiseCookie(std::string& line) {
 
 void Run(const std::string& command) {
   if (std::system(command.c_str()) != 0) {
-    throw host::Refusal("{} failed", command);
+    throw Refusal("{} failed", command);
   }
 }
 
 void Session(benchmark::State& state) {
   MeasuredService service(DriverDirectory());
-  const std::vector<NuvrelPkt_t> packets = PacketsOf(host::kBuiltInSession);
+  const std::vector<NuvrelPkt_t> packets = PacketsOf(kBuiltInSession);
   state.counters["first"] = SecondsOf([&] { service.Play(packets); }) * 1e9;
   Lines lines = Recorded(service, packets);
   state.counters["commands"] = static_cast<double>(lines.size());
@@ -143,8 +143,8 @@ void Session(benchmark::State& state) {
   loop();  // is refused unless each of them has made its two policies and removed them
 }
 
-BENCHMARK_CAPTURE(Exchange, re_bind, kRebind)->UseManualTime();
-BENCHMARK_CAPTURE(Exchange, apply, "apply-link-settings")->UseManualTime();
+BENCHMARK_CAPTURE(OnePacket, re_bind, kRebind)->UseManualTime();
+BENCHMARK_CAPTURE(OnePacket, apply, "apply-link-settings")->UseManualTime();
 BENCHMARK(Session)->UseManualTime();
 
 }  // namespace

@@ -66,31 +66,31 @@ uint64_t Allocations() { return gAllocations; }
 
 std::vector<NuvrelPkt_t> PacketsOf(std::string_view commands) {
   std::vector<NuvrelPkt_t> packets;
-  for (const host::Step& step : host::ParseSteps(commands)) {
+  for (const Step& step : ParseSteps(commands)) {
     packets.push_back(step.command->Packet());
   }
   return packets.empty() ? std::vector<NuvrelPkt_t>(1) : packets;
 }
 
-host::ServiceHost& TheEmptyService() {
+ServiceHost& TheEmptyService() {
   static nuvrel::ConfigParser noSettings;
-  static host::ServiceHost empty(NUVREL_EMPTY_SERVICE, noSettings);
+  static ServiceHost empty(NUVREL_EMPTY_SERVICE, noSettings);
   return empty;
 }
 
 MeasuredService::MeasuredService(const std::string& controlDirectory) {
   gWrapper = {.connected = !controlDirectory.empty()};
   gNuvrelLogLevel = 0;
-  host::SetDiscovery("wlan0", "192.168.49.1", "192.168.49.2");
+  SetDiscovery("wlan0", "192.168.49.1", "192.168.49.2");
   mSettings.Set(std::string(kSettingPrefix) + "wlanEnableTsf", 1, "");
   mSettings.Set(std::string(kSettingPrefix) + "wpaifPath", controlDirectory, "");
-  mHost.emplace(host::DefaultLibraryPath(), mSettings);
+  mHost.emplace(DefaultLibraryPath(), mSettings);
 }
 
 void MeasuredService::Play(const std::vector<NuvrelPkt_t>& requests) {
   for (const NuvrelPkt_t& request : requests) {
     if (Send(request) < 0) {
-      throw host::Refusal("command {} failed: there is nothing to measure", request.payload[0]);
+      throw Refusal("command {} failed: there is nothing to measure", request.payload[0]);
     }
   }
 }

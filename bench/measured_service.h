@@ -8,8 +8,7 @@
 // The program exports the wrapper library's two functions, and the service, when loaded, takes
 // these before those of the library that it was linked with. Settings: TSF synchronisation on, all
 // else as the service has it; every log line gated off. One service at a time, on one thread.
-#ifndef NUVREL_BENCH_MEASURED_SERVICE_H_
-#define NUVREL_BENCH_MEASURED_SERVICE_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -45,7 +44,7 @@ struct WrapperBehaviour {
 extern WrapperBehaviour gWrapper;
 
 // A service that does nothing: see empty_service.cpp.
-host::ServiceHost& TheEmptyService();
+ServiceHost& TheEmptyService();
 
 class MeasuredService {
  public:
@@ -61,10 +60,8 @@ class MeasuredService {
   void AddPolicies(int first, int last, size_t cookieLength = 1);
 
  private:
-  host::TomlConfig mSettings;
-  std::optional<host::ServiceHost> mHost;  // released first
+  TomlConfig mSettings;
+  std::optional<ServiceHost> mHost;  // released first
 };
 
 }  // namespace bench
-
-#endif  // NUVREL_BENCH_MEASURED_SERVICE_H_

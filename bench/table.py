@@ -102,8 +102,8 @@ def library(build):
 def table(runs, build):
     rows = [packet(runs["Packet/unknown"], "packet, unknown command"),
             packet(runs["Packet/init_again"], "packet, `init` when initialised")]
-    rows += exchange(runs["Exchange/re_bind"], "re-bind a policy")
-    rows += exchange(runs["Exchange/apply"], "apply link settings")
+    rows += exchange(runs["OnePacket/re_bind"], "re-bind a policy")
+    rows += exchange(runs["OnePacket/apply"], "apply link settings")
     rows += session(runs["Session"]) + clear(runs)
     rows += discovery(runs, "classes_1", "1 class")
     rows += discovery(runs, "classes_8", "8 classes")

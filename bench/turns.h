@@ -8,8 +8,7 @@
 // Counters: "service" and "floor" are medians over the iterations, in nanoseconds a call;
 // "service/floor" is the median of the ratios of the first side to the other, one an iteration. The
 // benchmark must be registered with UseManualTime.
-#ifndef NUVREL_BENCH_TURNS_H_
-#define NUVREL_BENCH_TURNS_H_
+#pragma once
 
 #include <benchmark/benchmark.h>
 
@@ -66,5 +65,3 @@ inline void TakeTurns(benchmark::State& state, int block, const std::vector<Side
 }
 
 }  // namespace bench
-
-#endif  // NUVREL_BENCH_TURNS_H_

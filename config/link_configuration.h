@@ -3,8 +3,7 @@
 // They come from the framework's configuration object, where the key of each is kSettingPrefix and
 // the name of the field, and reach the driver as they are: wlanXRLatencyMode = 2 is sent as
 // DRIVER SET_LATENCY_MODE 2. Nothing checks them on the way.
-#ifndef NUVREL_CONFIG_LINK_CONFIGURATION_H_
-#define NUVREL_CONFIG_LINK_CONFIGURATION_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -38,5 +37,3 @@ void ForEachSetting(LinkConfiguration& config, Visit visit) {
   visit("disableRRA", config.disableRRA);
   visit("wlanUnitTestTargetNode", config.wlanUnitTestTargetNode);
 }
-
-#endif  // NUVREL_CONFIG_LINK_CONFIGURATION_H_

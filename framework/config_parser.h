@@ -4,8 +4,7 @@
 // one table, texts have another, so a number is never found by a text lookup nor a text by a number
 // lookup. Example: wlanXRLatencyMode = 2 is found by the int and bool lookups, "0x3F" by the text
 // one. A text arrives in lower case unless its key ends in "path".
-#ifndef NUVREL_FRAMEWORK_CONFIG_PARSER_H_
-#define NUVREL_FRAMEWORK_CONFIG_PARSER_H_
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -30,5 +29,3 @@ class ConfigParser {
 };
 
 }  // namespace nuvrel
-
-#endif  // NUVREL_FRAMEWORK_CONFIG_PARSER_H_

@@ -2,8 +2,7 @@
 //
 // Every log line of every framework library is gated by one bit of this mask; a clear bit means the
 // line is not even formatted. The framework sets it before it creates services.
-#ifndef NUVREL_FRAMEWORK_LOG_LEVEL_H_
-#define NUVREL_FRAMEWORK_LOG_LEVEL_H_
+#pragma once
 
 #include <cstdint>
 
@@ -15,5 +14,3 @@ enum NuvrelLogBit : uint32_t {
 };
 
 extern "C" uint32_t gNuvrelLogLevel;
-
-#endif  // NUVREL_FRAMEWORK_LOG_LEVEL_H_

@@ -1,8 +1,7 @@
 // The framework's connection: the way a status reply takes back to whoever sent the command.
 //
 // Owned by the framework. A service calls SendPacket and nothing else.
-#ifndef NUVREL_FRAMEWORK_NUVREL_CONNECTION_H_
-#define NUVREL_FRAMEWORK_NUVREL_CONNECTION_H_
+#pragma once
 
 struct NuvrelPkt_t;
 
@@ -14,5 +13,3 @@ class INuvrelConnection {
   // framework and is null for plain records. A negative result means that the record was not sent.
   virtual int SendPacket(NuvrelPkt_t* record, void* extra) = 0;
 };
-
-#endif  // NUVREL_FRAMEWORK_NUVREL_CONNECTION_H_

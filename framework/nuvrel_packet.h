@@ -11,8 +11,7 @@
 //
 // Payload items follow one another without padding, little-endian. Example: an add-policy request
 // for port 5000 begins its payload with 06 88 13 00 00.
-#ifndef NUVREL_FRAMEWORK_NUVREL_PACKET_H_
-#define NUVREL_FRAMEWORK_NUVREL_PACKET_H_
+#pragma once
 
 #include <bit>
 #include <cstddef>
@@ -79,5 +78,3 @@ class NuvrelPkt {
   NuvrelPkt_t record;
   uint32_t readOffset;
 };
-
-#endif  // NUVREL_FRAMEWORK_NUVREL_PACKET_H_

@@ -5,8 +5,7 @@
 //   void Create<Service>(void** service, void* params);   params: a ServiceCreateParams
 //   int Release<Service>(void* service);                  0, or negative when refused
 // and drives the object through the slots below, in this order.
-#ifndef NUVREL_FRAMEWORK_NUVREL_SERVICE_H_
-#define NUVREL_FRAMEWORK_NUVREL_SERVICE_H_
+#pragma once
 
 #include <cstdint>
 
@@ -36,5 +35,3 @@ class INuvrelService {
   virtual int32_t Reserved0() = 0;
   virtual int32_t Reserved1() = 0;
 };
-
-#endif  // NUVREL_FRAMEWORK_NUVREL_SERVICE_H_

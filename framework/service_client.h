@@ -5,8 +5,7 @@
 //   "CreateServiceClient"(4, &client, nullptr, -1)   fills client, or leaves it null
 //   "ReleaseServiceClient"(4, client)
 // What the numbers mean is defined by the framework.
-#ifndef NUVREL_FRAMEWORK_SERVICE_CLIENT_H_
-#define NUVREL_FRAMEWORK_SERVICE_CLIENT_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -46,5 +45,3 @@ extern "C" {
 using CreateServiceClientFn = void (*)(int32_t, ServiceClient**, void*, int32_t);
 using ReleaseServiceClientFn = void (*)(int32_t, ServiceClient*);
 }
-
-#endif  // NUVREL_FRAMEWORK_SERVICE_CLIENT_H_

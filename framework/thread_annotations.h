@@ -3,8 +3,7 @@
 // They bite with libc++, whose std::mutex carries the attributes, under
 // -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety; the order of locks, ACQUIRED_AFTER,
 // under -Wthread-safety-beta as well.
-#ifndef NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
-#define NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_
+#pragma once
 
 #if defined(__clang__) && defined(_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS)
 #define NUVREL_THREAD_ANNOTATION(x) __attribute__((x))
@@ -16,5 +15,3 @@
 #define REQUIRES(...) NUVREL_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) NUVREL_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define ACQUIRED_AFTER(...) NUVREL_THREAD_ANNOTATION(acquired_after(__VA_ARGS__))
-
-#endif  // NUVREL_FRAMEWORK_THREAD_ANNOTATIONS_H_

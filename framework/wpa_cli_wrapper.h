@@ -4,8 +4,7 @@
 // The library owns the one object; a user borrows it between GetWpacliWrapperHandle and
 // ReleaseWpacliWrapperHandle. Texts cross as bytes. Results: negative is failure, all else success.
 // Example: ExecuteCommand("DRIVER SET_LATENCY_MODE 2", "", reply, 0) answers 0 with reply "OK\n".
-#ifndef NUVREL_FRAMEWORK_WPA_CLI_WRAPPER_H_
-#define NUVREL_FRAMEWORK_WPA_CLI_WRAPPER_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -38,5 +37,3 @@ WpaCliWrapper* GetWpacliWrapperHandle();
 // Gives the handle back; allowed without one.
 void ReleaseWpacliWrapperHandle();
 }
-
-#endif  // NUVREL_FRAMEWORK_WPA_CLI_WRAPPER_H_

@@ -39,14 +39,14 @@ void CheckState(const std::string& status) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  host::DriverModel driver;
+  DriverModel driver;
   std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
   std::string before = driver.Status();
   for (std::string line; std::getline(lines, line);) {
-    const host::DriverAnswer answer = driver.Execute(line);
+    const DriverAnswer answer = driver.Execute(line);
     const std::string after = driver.Status();
-    const bool refused = answer.reply == host::kReplyFail;
-    Promise(refused || answer.reply == host::kReplyOk || answer.reply.starts_with("cookie="),
+    const bool refused = answer.reply == kReplyFail;
+    Promise(refused || answer.reply == kReplyOk || answer.reply.starts_with("cookie="),
             "a reply is one of the given forms");
     Promise(!refused || (after == before && answer.events.empty()), "a refusal changes nothing");
     CheckState(after);

@@ -1,15 +1,12 @@
 // Shows a person text from outside: answers, settings, names of files, arguments. What is no
 // printable UTF-8 is escaped, so that it can neither drive a terminal nor begin a line of its own:
 //   "cookie=1\nwlc: \x9b2J" as it is written here
-#ifndef NUVREL_HOST_VISIBLE_H_
-#define NUVREL_HOST_VISIBLE_H_
+#pragma once
 
 #include <fmt/format.h>
 
 #include <string>
 #include <string_view>
-
-namespace host {
 
 inline std::string Visible(std::string_view text) {
   const std::string quoted = fmt::format("{:?}", text);
@@ -21,7 +18,3 @@ inline std::string Visible(std::string_view text) {
   }
   return visible;
 }
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_VISIBLE_H_

@@ -2,8 +2,7 @@
 //
 // The supplicant passes on what follows "DRIVER ". Texts go in as they are stored, without quoting.
 // Example on the wire: DRIVER POLICY_UPDATE cookie 7 service_class_id 3
-#ifndef NUVREL_LINK_DRIVER_COMMANDS_H_
-#define NUVREL_LINK_DRIVER_COMMANDS_H_
+#pragma once
 
 namespace driver_commands {
 
@@ -39,5 +38,3 @@ inline constexpr char kPolicyUpdate[] = "DRIVER POLICY_UPDATE cookie %s service_
 inline constexpr char kPolicyDelete[] = "DRIVER POLICY_DELETE cookie %s";
 
 }  // namespace driver_commands
-
-#endif  // NUVREL_LINK_DRIVER_COMMANDS_H_

@@ -2,8 +2,7 @@
 //
 // Used for libnuvrelservice_client.so and its two factory functions. The loader closes a library
 // when the last open is dropped and never on its own destruction. Its log lines carry a null tag.
-#ifndef NUVREL_SERVICE_LIBRARY_LOADER_H_
-#define NUVREL_SERVICE_LIBRARY_LOADER_H_
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -31,5 +30,3 @@ class LibraryLoader {
   std::map<std::string, int32_t> mRefCounts GUARDED_BY(mLoaderLock);
   std::mutex mLoaderLock;
 };
-
-#endif  // NUVREL_SERVICE_LIBRARY_LOADER_H_

@@ -8,8 +8,7 @@
 // now. INFO: what the driver was told. DEBUG: the course of an operation.
 //
 // A file whose lines carry another tag defines LOG_TAG before it includes this header.
-#ifndef NUVREL_SERVICE_LOG_H_
-#define NUVREL_SERVICE_LOG_H_
+#pragma once
 
 #include <android/log.h>
 
@@ -36,5 +35,3 @@
 #define LOG_ENTRY() LOGD("[%s:%d] >>", NUVREL_HERE)
 #define LOG_EXIT() LOGD("[%s:%d] <<", NUVREL_HERE)
 // NOLINTEND(cppcoreguidelines-macro-usage)
-
-#endif  // NUVREL_SERVICE_LOG_H_

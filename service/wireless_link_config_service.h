@@ -15,8 +15,7 @@
 // every operation takes its own. mPolicyLock is the driver's: whatever talks to the driver holds it
 // throughout, and Init and DeInit while they change what such an operation reads, so that one
 // exchange or wait never overlaps another and teardown waits for the one under way.
-#ifndef NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_
-#define NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -185,5 +184,3 @@ extern "C" {
 NUVREL_EXPORT void CreateWirelessLinkConfigService(void** service, void* params);
 NUVREL_EXPORT int ReleaseWirelessLinkConfigService(void* service);
 }
-
-#endif  // NUVREL_SERVICE_WIRELESS_LINK_CONFIG_SERVICE_H_

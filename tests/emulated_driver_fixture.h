@@ -1,11 +1,10 @@
 // An emulated driver in a temporary directory of its own, and clients of its socket.
 //
-//   class MyTest : public host::EmulatedDriverTest ...
+//   class MyTest : public EmulatedDriverTest ...
 //   StartDriver({"PING:fail@2"});                   a rule that never fires fails the test
 //   Client client = NewClient();
 //   EXPECT_EQ(client.Ask("PING"), "PONG\n");
-#ifndef NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
-#define NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_
+#pragma once
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>
@@ -17,8 +16,6 @@
 #include <filesystem>
 
 #include "host/emulated_driver/emulated_driver.h"
-
-namespace host {
 
 // A client of a control socket, with an address that the system picks.
 class Client {
@@ -84,7 +81,3 @@ class EmulatedDriverTest : public testing::Test {
   EmulatedDriverOptions mOptions;
   std::optional<EmulatedDriver> mDriver;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_TESTS_EMULATED_DRIVER_FIXTURE_H_

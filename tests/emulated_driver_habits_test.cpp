@@ -3,7 +3,6 @@
 // in the emulated driver's place.
 #include "tests/emulated_driver_fixture.h"
 
-namespace host {
 namespace {
 
 constexpr char kShow[] = "DRIVER SERVICE_CLASS_SHOW";
@@ -86,4 +85,3 @@ TEST_F(SupplicantHabits, QueuesMessagesAtHalfItsRoomAndReopensItsSocketWithoutAn
 }
 
 }  // namespace
-}  // namespace host

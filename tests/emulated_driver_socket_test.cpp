@@ -7,7 +7,6 @@
 #include "host/refusal.h"
 #include "tests/emulated_driver_fixture.h"
 
-namespace host {
 namespace {
 
 TEST_F(EmulatedDriverTest, CutsItsStatusBehindAWholeLine) {
@@ -81,4 +80,3 @@ TEST_F(EmulatedDriverTest, HoldsAnswersBackWithoutHoldingUpOthers) {
 }
 
 }  // namespace
-}  // namespace host

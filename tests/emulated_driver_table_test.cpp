@@ -9,7 +9,6 @@
 #include "host/emulated_driver/fault_rule.h"
 #include "host/refusal.h"
 
-namespace host {
 namespace {
 
 std::vector<std::string> Split(const std::string& text, char separator) {
@@ -126,4 +125,3 @@ TEST(FaultRule, GarblesBehindThePrefixTheSameWayForANumber) {
 }
 
 }  // namespace
-}  // namespace host

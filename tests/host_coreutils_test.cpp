@@ -15,7 +15,7 @@ std::string gLogged;  // the logger is the process's own, so must this be
 
 // What a lookup of `key` finds as a `Value`, and logs.
 template <typename Value>
-std::string Find(host::TomlConfig& config, const std::string& key, Value value) {
+std::string Find(TomlConfig& config, const std::string& key, Value value) {
   gLogged.clear();
   const int result = config.getProperty(key, value);
   std::ostringstream found;
@@ -31,7 +31,7 @@ TEST(TomlConfig, LookupsReadTheirOwnTableAndLogWhatTheyFound) {
       std::filesystem::temp_directory_path() / ("host_coreutils_test." + std::to_string(getpid()));
   std::ofstream(file) << "Mask = '0xAbÄ'\nctrlPath = '/Run'\nwide = 4294967298\nyes = true\n"
                          "high = 4294967296\ndate = 2020-01-01\n[a]\nb.c = 0\n";
-  host::TomlConfig config;
+  TomlConfig config;
   EXPECT_THAT(config.Load(file), testing::IsEmpty());
   std::filesystem::remove(file);
   config.Set("One.Path", 1, "nowhere");

@@ -29,7 +29,7 @@ std::set<std::string> SocketFiles() {
   return files;
 }
 
-class WrapperTest : public host::EmulatedDriverTest {
+class WrapperTest : public EmulatedDriverTest {
  protected:
   ~WrapperTest() override {
     ReleaseWpacliWrapperHandle();
@@ -50,7 +50,7 @@ class WrapperTest : public host::EmulatedDriverTest {
 
 TEST_F(WrapperTest, AnswerReplacesReplyAndRefusalIsFailure) {
   std::atomic<int> received = 0;
-  mOptions.observer = [&](const host::WireExchange&) { ++received; };
+  mOptions.observer = [&](const WireExchange&) { ++received; };
   StartDriver({"STATUS@1:reply=cookie=12\n", "STATUS@2:reply=", "STATUS@3:reply=FAIL-BUSY\n",
                "STATUS@4:reply=" + std::string(5000, 'x')});
   Open();
@@ -108,7 +108,7 @@ TEST_F(WrapperTest, WaitSkipsOtherMessagesAndEndsWithItsLimitOrAClose) {
 TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
   StartDriver();
   Open();
-  const host::Client client = NewClient();
+  const Client client = NewClient();
   for (int i = 0; i < 150; ++i) {
     client.Ask(kShow);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));  // or the driver detaches it
@@ -127,7 +127,7 @@ TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
 
 TEST_F(WrapperTest, MessageBeforeTheAnswerToAttachIsNotTheAnswer) {
   StartDriver({"ATTACH:delay=100", "events:delay=50"});
-  const host::Client client = NewClient();
+  const Client client = NewClient();
   auto open = std::async(std::launch::async, [&] { Open(); });
   while (mDriver->FaultCounts()[0].fired == 0) {
   }

@@ -10,8 +10,7 @@
 // Success is answered with 0 and 1 in turn and the peer query always with -1, so that only the sign
 // of a result can matter, and only where it may. It takes no lock, since the service lets one
 // command at a time through.
-#ifndef NUVREL_TESTS_SCRIPTED_PLATFORM_H_
-#define NUVREL_TESTS_SCRIPTED_PLATFORM_H_
+#pragma once
 
 #include <cstdint>
 #include <deque>
@@ -54,5 +53,3 @@ class ScriptedPlatform : public WpaCliWrapper {
 };
 
 extern ScriptedPlatform* gPlatform;  // for the free functions that the service calls
-
-#endif  // NUVREL_TESTS_SCRIPTED_PLATFORM_H_

@@ -1,7 +1,6 @@
 // Plays a session of a transcript, as service_transcript_test.cpp describes it, on a service of its
 // own.
-#ifndef NUVREL_TESTS_SERVICE_PLAYER_H_
-#define NUVREL_TESTS_SERVICE_PLAYER_H_
+#pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -237,5 +236,3 @@ class Player : Rig {
       {"update-map", [this] { return UpdateServiceIDMap(); }},
       {"create-class", [this] { return CreateServiceClass(1, 2, 3, &mId) + mId; }}};
 };
-
-#endif  // NUVREL_TESTS_SERVICE_PLAYER_H_

@@ -20,10 +20,7 @@
 
 namespace {
 
-using host::EmulatedDriver;
-using host::EmulatedDriverOptions;
-
-const std::vector<host::Step> kSession = host::ParseSteps(host::kBuiltInSession);
+const std::vector<Step> kSession = ParseSteps(kBuiltInSession);
 
 long OpenDescriptors() {
   const std::filesystem::directory_iterator open("/proc/self/fd");
@@ -40,7 +37,7 @@ class Recovery : public testing::Test {
  protected:
   Recovery() {
     gNuvrelLogLevel = 0;
-    host::SetDiscovery("wlan0", "10.0.0.1", "10.0.0.2");
+    SetDiscovery("wlan0", "10.0.0.1", "10.0.0.2");
     mService.emplace(SERVICE_LIBRARY, mConfig);
   }
   ~Recovery() override {
@@ -50,12 +47,12 @@ class Recovery : public testing::Test {
   }
 
   // The status of one command, from its reply.
-  int Send(const host::Step& step) { return mService->Send(step.command->Packet()).value(); }
-  int Send(const char* command) { return Send(host::ParseSteps(command)[0]); }
+  int Send(const Step& step) { return mService->Send(step.command->Packet()).value(); }
+  int Send(const char* command) { return Send(ParseSteps(command)[0]); }
 
   void ExpectWholeSession() {
     Send("deinit");
-    for (const host::Step& step : kSession) {
+    for (const Step& step : kSession) {
       EXPECT_EQ(Send(step), 0) << step.command->Text();
     }
   }
@@ -71,7 +68,7 @@ class Recovery : public testing::Test {
  private:
   std::string mDirectory = mkdtemp(std::string("/tmp/recovery-XXXXXX").data());
   Config mConfig{mDirectory};
-  std::optional<host::ServiceHost> mService;
+  std::optional<ServiceHost> mService;
 };
 
 // The statuses of a session whose supplicant dies before its first, second, ... command.
@@ -109,7 +106,7 @@ TEST_F(Recovery, ControlSocketIsReplaced) {
   EXPECT_EQ(Send("init-lapb-flow"), 0);
   driver = nullptr;
   EmulatedDriverOptions reopening;
-  reopening.faults.push_back(host::ParseFaultRule("socket:reopen"));
+  reopening.faults.push_back(ParseFaultRule("socket:reopen"));
   driver = StartDriver(reopening);
   EXPECT_EQ(Send("init-lapb-flow"), 0) << "the driver's messages come to who is attached again";
   EXPECT_EQ(Send("add-lapb-policy 5000 160 184 20"), 0);
@@ -125,7 +122,7 @@ TEST_F(Recovery, DiscoveryFails) {
     drivers[0].serviceClasses.push_back({id, 1000 + id, 0, 0});
   }
   for (const char* rule : {"SERVICE_CLASS_SHOW:drop@1", "events:delay=60000"}) {
-    drivers.emplace_back().faults.push_back(host::ParseFaultRule(rule));
+    drivers.emplace_back().faults.push_back(ParseFaultRule(rule));
   }
   for (const EmulatedDriverOptions& options : drivers) {
     auto driver = StartDriver(options);
@@ -133,7 +130,7 @@ TEST_F(Recovery, DiscoveryFails) {
     EXPECT_EQ(Send("init-lapb-flow"), -1);
     EXPECT_EQ(Send("add-lapb-policy 5000 160 184 20"), -1);
     EXPECT_EQ(Send("deinit"), 0);
-    for (const host::FaultCount& count : driver->FaultCounts()) {
+    for (const FaultCount& count : driver->FaultCounts()) {
       EXPECT_GT(count.fired, 0U) << count.rule;
     }
     driver = nullptr;

@@ -2,8 +2,7 @@
 // sees the service's members.
 //
 //   Rig rig; EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_INIT), 0); rig.platform.TakeRecord() ...
-#ifndef NUVREL_TESTS_SERVICE_RIG_H_
-#define NUVREL_TESTS_SERVICE_RIG_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -78,5 +77,3 @@ struct Rig : Surroundings, WirelessLinkConfigService {
     return status;
   }
 };
-
-#endif  // NUVREL_TESTS_SERVICE_RIG_H_

@@ -21,11 +21,11 @@ class DrivenPlatform : public ScriptedPlatform {
   int32_t ExecuteCommand(const std::string& command, const std::string& /*extra*/,
                          std::string& text, int32_t /*flag*/) override {
     record.clear();
-    host::DriverAnswer answer = driver.Execute(command.substr(std::strlen("DRIVER ")));
+    DriverAnswer answer = driver.Execute(command.substr(std::strlen("DRIVER ")));
     messages.assign(answer.events.begin(), answer.events.end());
     text = answer.reply;
-    refusals += text == host::kReplyFail ? 1 : 0;
-    return text == host::kReplyFail ? -1 : 0;
+    refusals += text == kReplyFail ? 1 : 0;
+    return text == kReplyFail ? -1 : 0;
   }
 
   // What DeInit leaves in the driver.
@@ -33,7 +33,7 @@ class DrivenPlatform : public ScriptedPlatform {
     leftovers += driver.Status().find("policy[") != std::string::npos;
   }
 
-  host::DriverModel driver;
+  DriverModel driver;
   int refusals = 0;
   int leftovers = 0;
 };

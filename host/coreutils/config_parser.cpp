@@ -22,20 +22,20 @@ void Log(uint32_t mask, const std::string& key, const char* type, const std::str
 
 int ConfigParser::getProperty(const std::string& key, std::string& value) {
   const std::lock_guard<std::mutex> lock(mMutex);
-  const std::string lowerKey = host::LowerCase(key);
+  const std::string lowerKey = LowerCase(key);
   const auto found = mStrings.find(lowerKey);
   if (found == mStrings.end()) {
     return -1;
   }
   // Paths keep their case, as the file system needs it; all other texts are given in lower case.
-  value = lowerKey.ends_with("path") ? found->second : host::LowerCase(found->second);
+  value = lowerKey.ends_with("path") ? found->second : LowerCase(found->second);
   Log(mLogMask, key, "string", value);
   return 0;
 }
 
 int ConfigParser::getProperty(const std::string& key, int32_t& value) {
   const std::lock_guard<std::mutex> lock(mMutex);
-  const auto found = mIntegers.find(host::LowerCase(key));
+  const auto found = mIntegers.find(LowerCase(key));
   if (found == mIntegers.end()) {
     return -1;
   }
@@ -46,7 +46,7 @@ int ConfigParser::getProperty(const std::string& key, int32_t& value) {
 
 int ConfigParser::getProperty(const std::string& key, bool& value) {
   const std::lock_guard<std::mutex> lock(mMutex);
-  const auto found = mIntegers.find(host::LowerCase(key));
+  const auto found = mIntegers.find(LowerCase(key));
   if (found == mIntegers.end()) {
     return -1;
   }

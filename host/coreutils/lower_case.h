@@ -1,10 +1,7 @@
 // Lower case as the configuration knows it: A to Z, no other byte, whatever the locale.
-#ifndef NUVREL_HOST_COREUTILS_LOWER_CASE_H_
-#define NUVREL_HOST_COREUTILS_LOWER_CASE_H_
+#pragma once
 
 #include <string>
-
-namespace host {
 
 inline std::string LowerCase(std::string text) {
   for (char& letter : text) {
@@ -12,7 +9,3 @@ inline std::string LowerCase(std::string text) {
   }
   return text;
 }
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_COREUTILS_LOWER_CASE_H_

@@ -16,7 +16,6 @@
 #include "host/coreutils/lower_case.h"
 #include "host/refusal.h"
 
-namespace host {
 namespace {
 
 // Dotted keys nest on one line, and toml++ frees nested tables by recursion: longer lines overflow
@@ -163,5 +162,3 @@ void TomlConfig::SetLogMask(uint32_t mask) {
   const std::lock_guard<std::mutex> lock(mMutex);
   mLogMask = mask;
 }
-
-}  // namespace host

@@ -6,8 +6,7 @@
 // Nested tables become keys with dots. Integers, booleans and strings are kept, other values of
 // other tables are ignored; the service's own table may hold only its nine settings, each in its
 // type. Limits: 4096 bytes a line, integers of the settings 32 bits.
-#ifndef NUVREL_HOST_COREUTILS_TOML_CONFIG_H_
-#define NUVREL_HOST_COREUTILS_TOML_CONFIG_H_
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -17,8 +16,6 @@
 
 #include "framework/config_parser.h"
 #include "framework/thread_annotations.h"
-
-namespace host {
 
 // Any thread may call these; each holds mMutex, as the lookups do.
 class TomlConfig : public nuvrel::ConfigParser {
@@ -42,7 +39,3 @@ class TomlConfig : public nuvrel::ConfigParser {
  private:
   std::map<std::string, std::string> mOrigins GUARDED_BY(mMutex);  // by lower-case key
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_COREUTILS_TOML_CONFIG_H_

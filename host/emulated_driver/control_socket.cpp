@@ -19,7 +19,6 @@
 
 #include "host/refusal.h"
 
-namespace host {
 namespace {
 
 constexpr size_t kMaxCommand = 8192;
@@ -230,5 +229,3 @@ void ControlSocket::SendNow(std::string_view text) {
     ++peer;
   }
 }
-
-}  // namespace host

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <charconv>
 
-namespace host {
 namespace {
 
 constexpr uint32_t kMaxServiceClassId = 31;
@@ -215,5 +214,3 @@ StatusLines::iterator DriverModel::FindPolicy(std::string_view cookie) {
   Require(found != mPolicies.end());
   return found;
 }
-
-}  // namespace host

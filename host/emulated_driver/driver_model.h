@@ -10,8 +10,7 @@
 //   <3>SVC-EVENT: svc_count:1
 //   <3>SVC-EVENT: (service_class_id, ...) (0, 10, 46, 40)
 // Limits: 32 classes, which commands cannot remove; any number of policies. One thread at a time.
-#ifndef NUVREL_HOST_EMULATED_DRIVER_DRIVER_MODEL_H_
-#define NUVREL_HOST_EMULATED_DRIVER_DRIVER_MODEL_H_
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -20,8 +19,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-namespace host {
 
 inline constexpr std::string_view kReplyOk = "OK\n";
 inline constexpr std::string_view kReplyFail = "FAIL\n";
@@ -128,7 +125,3 @@ class DriverModel {
   StatusLines mPolicies;                             // by age
   uint64_t mLastCookie = 0;                          // no cookie is given to two policies
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_EMULATED_DRIVER_DRIVER_MODEL_H_

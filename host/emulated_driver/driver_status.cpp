@@ -8,8 +8,6 @@
 #include "host/emulated_driver/driver_model.h"
 #include "host/refusal.h"
 
-namespace host {
-
 StatusLines SplitStatus(const std::string& status) {
   StatusLines lines;
   std::istringstream text(status);
@@ -96,5 +94,3 @@ ServiceClass ParseServiceClass(const std::string& text) {
   }
   return parsed;
 }
-
-}  // namespace host

@@ -6,7 +6,6 @@
 #include "host/emulated_driver/driver_model.h"
 #include "host/refusal.h"
 
-namespace host {
 namespace {
 
 constexpr std::string_view kEvents = "events";
@@ -198,5 +197,3 @@ std::vector<FaultCount> FaultPlan::Counts() const {
   }
   return counts;
 }
-
-}  // namespace host

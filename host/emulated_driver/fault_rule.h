@@ -12,8 +12,7 @@
 // reply, whose TEXT takes all that follows: POLICY_ADD@2:reply=cookie=0x12.
 // COMMAND is PING, ATTACH, DETACH, STATUS, STATUS-DRIVER or a driver command's first or second
 // word. Where several rules apply, delays add up and the first of fail, drop and reply decides.
-#ifndef NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
-#define NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -22,8 +21,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-namespace host {
 
 enum class FaultAction { kFail, kDrop, kDelay, kReply, kGarble, kReopen };
 
@@ -80,7 +77,3 @@ class FaultPlan {
 
   std::vector<ArmedRule> mRules;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_EMULATED_DRIVER_FAULT_RULE_H_

@@ -1,13 +1,10 @@
 // The three subcommands of wlc. Each throws a Refusal when it cannot run.
-#ifndef NUVREL_HOST_RUNNER_COMMANDS_H_
-#define NUVREL_HOST_RUNNER_COMMANDS_H_
+#pragma once
 
 #include <string>
 #include <vector>
 
 #include "host/emulated_driver/emulated_driver.h"
-
-namespace host {
 
 enum ExitStatus : int {
   kExitGood = 0,
@@ -54,7 +51,3 @@ struct ExplainOptions {
   std::string interface = "wlan0";
 };
 ExitStatus Explain(const ExplainOptions& options);
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_COMMANDS_H_

@@ -8,8 +8,6 @@
 #include "host/runner/output_file.h"
 #include "host/visible.h"
 
-namespace host {
-
 namespace {
 
 std::string OneLine(std::string_view text) {
@@ -44,5 +42,3 @@ ExitStatus RunDriver(EmulatedDriverOptions options, bool verbose) {
   }
   return kExitGood;
 }
-
-}  // namespace host

@@ -8,7 +8,6 @@
 
 #include "host/wpa_cli_wrapper/control_client.h"
 
-namespace host {
 namespace {
 
 constexpr std::string_view kDriver = "DRIVER ";
@@ -133,5 +132,3 @@ bool Evidence::Follow(const Exchange& exchange) {
   }
   return mExpected->Follow(command, cookie);
 }
-
-}  // namespace host

@@ -11,8 +11,7 @@
 // Limits: a supplicant that does not know STATUS-DRIVER, or whose driver tells something else,
 // cannot be checked, nor can one that cuts its answer (from 64 policies on); that is said once.
 // What the driver held before the session is taken as it is.
-#ifndef NUVREL_HOST_RUNNER_EVIDENCE_H_
-#define NUVREL_HOST_RUNNER_EVIDENCE_H_
+#pragma once
 
 #include <optional>
 #include <set>
@@ -20,8 +19,6 @@
 
 #include "host/emulated_driver/driver_model.h"
 #include "host/runner/session_output.h"
-
-namespace host {
 
 class Evidence {
  public:
@@ -45,7 +42,3 @@ class Evidence {
   std::string mCause;     // why it cannot be checked at all: the supplicant is not asked again
   bool mNoticed = false;  // the notice has been given
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_EVIDENCE_H_

@@ -19,7 +19,6 @@
 #include "host/visible.h"
 #include "host/wpa_cli_wrapper/exchange_observer.h"
 
-namespace host {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -145,5 +144,3 @@ ExitStatus Explain(const ExplainOptions& options) {
             problems);
   return problems.empty() ? kExitGood : kExitNegative;
 }
-
-}  // namespace host

@@ -14,7 +14,6 @@
 #include "host/runner/private_directory.h"
 #include "host/wpa_cli_wrapper/control_client.h"
 
-namespace host {
 namespace {
 
 constexpr std::chrono::seconds kTimeToEnd{3};
@@ -78,5 +77,3 @@ InterruptibleInput::int_type InterruptibleInput::underflow() {
   setg(mBuffer.data(), mBuffer.data(), mBuffer.data() + std::max<ssize_t>(length, 0));
   return length > 0 ? traits_type::to_int_type(mBuffer.front()) : traits_type::eof();
 }
-
-}  // namespace host

@@ -8,14 +8,11 @@
 // A thread takes the signals, which are blocked in all others. Unlike a signal handler it may
 // remove files, and unlike the thread of the session it is never kept by a service that does not
 // return. A signal that was ignored when wlc started stays ignored, as nohup wants it.
-#ifndef NUVREL_HOST_RUNNER_INTERRUPTION_H_
-#define NUVREL_HOST_RUNNER_INTERRUPTION_H_
+#pragma once
 
 #include <array>
 #include <chrono>
 #include <streambuf>
-
-namespace host {
 
 // First of all, before there is another thread or a file to remove.
 void WatchSignals();
@@ -36,7 +33,3 @@ class InterruptibleInput : public std::streambuf {
 
   std::array<char, 4096> mBuffer;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_INTERRUPTION_H_

@@ -11,7 +11,6 @@
 #include "host/runner/output_file.h"
 #include "host/visible.h"
 
-namespace host {
 namespace {
 
 // The log library has one logger for the whole process, a plain function.
@@ -61,5 +60,3 @@ LogSink::LogSink(int written, int told, const SessionOutputs& outputs) {
 }
 
 LogSink::~LogSink() { __android_log_set_logger(&__android_log_stderr_logger); }
-
-}  // namespace host

@@ -5,12 +5,9 @@
 // A line is logged when its priority is high enough for one of the two; the framework's log mask
 // and the log library's own limit are set to match. One sink at a time; lines arrive on the thread
 // that logs.
-#ifndef NUVREL_HOST_RUNNER_LOG_SINK_H_
-#define NUVREL_HOST_RUNNER_LOG_SINK_H_
+#pragma once
 
 #include "host/runner/session_output.h"
-
-namespace host {
 
 class LogSink {
  public:
@@ -21,7 +18,3 @@ class LogSink {
   LogSink(const LogSink&) = delete;
   LogSink& operator=(const LogSink&) = delete;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_LOG_SINK_H_

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <filesystem>
 
-namespace host {
 namespace {
 
 ExchangeObserver gObserver;
@@ -15,8 +14,6 @@ ExchangeObserver gObserver;
 
 void SetNodeObserver(ExchangeObserver observer) { gObserver = std::move(observer); }
 
-}  // namespace host
-
 extern "C" __attribute__((visibility("default"))) ssize_t write(int descriptor, const void* bytes,
                                                                 size_t size) {
   using Clock = std::chrono::steady_clock;
@@ -24,14 +21,13 @@ extern "C" __attribute__((visibility("default"))) ssize_t write(int descriptor, 
   const ssize_t written = syscall(SYS_write, descriptor, bytes, size);
   const auto end = Clock::now();
   const int error = errno;
-  if (host::gObserver) {
+  if (gObserver) {
     std::error_code unknown;
     const auto path =
         std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), unknown);
     if (path.filename() == "unit_test_target") {
-      host::gObserver({host::Exchange::Kind::kNodeWrite,
-                       std::string(static_cast<const char*>(bytes), size), path.string(),
-                       written < 0 ? -error : static_cast<int32_t>(written), begin, end});
+      gObserver({Exchange::Kind::kNodeWrite, std::string(static_cast<const char*>(bytes), size),
+                 path.string(), written < 0 ? -error : static_cast<int32_t>(written), begin, end});
     }
   }
   errno = error;

@@ -4,18 +4,11 @@
 // before libc's, for every library of the process. It passes each call on as it is, and tells those
 // whose descriptor leads to a file named unit_test_target. The log would not do: it has no times,
 // it does not tell that only a part was written, and its lines are only made when somebody asked.
-#ifndef NUVREL_HOST_RUNNER_NODE_WRITES_H_
-#define NUVREL_HOST_RUNNER_NODE_WRITES_H_
+#pragma once
 
 #include "host/wpa_cli_wrapper/exchange_observer.h"
-
-namespace host {
 
 // Each write as an exchange: asked is the value, answered the path of the file, result the number
 // of bytes written or a negative errno. One observer at a time, none when empty; called on the
 // thread that writes. Set it while nobody writes.
 void SetNodeObserver(ExchangeObserver observer);
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_NODE_WRITES_H_

@@ -5,7 +5,6 @@
 
 #include "host/refusal.h"
 
-namespace host {
 namespace {
 
 std::string gFailure;
@@ -36,5 +35,3 @@ void PrintText(std::string_view text) {
   static OutputFile output(stdout, "standard output");
   output.Write(text);
 }
-
-}  // namespace host

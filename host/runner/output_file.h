@@ -5,8 +5,7 @@
 //   wlc: cannot write standard output: No space left on device
 // It is kept rather than thrown, since outputs are told from inside the service and the log
 // library. On the thread that plays the session.
-#ifndef NUVREL_HOST_RUNNER_OUTPUT_FILE_H_
-#define NUVREL_HOST_RUNNER_OUTPUT_FILE_H_
+#pragma once
 
 #include <fmt/format.h>
 
@@ -14,8 +13,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-
-namespace host {
 
 class OutputFile {
  public:
@@ -47,7 +44,3 @@ template <typename... Args>
 void PrintError(fmt::format_string<Args...> format, Args&&... args) {
   (void)std::fputs(fmt::format(format, std::forward<Args>(args)...).c_str(), stderr);
 }
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_OUTPUT_FILE_H_

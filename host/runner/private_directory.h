@@ -1,6 +1,5 @@
 // A directory that only this user can enter, removed with all that it holds.
-#ifndef NUVREL_HOST_RUNNER_PRIVATE_DIRECTORY_H_
-#define NUVREL_HOST_RUNNER_PRIVATE_DIRECTORY_H_
+#pragma once
 
 #include <cstdlib>
 #include <filesystem>
@@ -9,8 +8,6 @@
 #include <string>
 
 #include "host/refusal.h"
-
-namespace host {
 
 class PrivateDirectory {
  public:
@@ -50,7 +47,3 @@ class PrivateDirectory {
 
   std::string mPath;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_PRIVATE_DIRECTORY_H_

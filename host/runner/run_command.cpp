@@ -26,7 +26,6 @@
 #include "host/runner/session.h"
 #include "host/visible.h"
 
-namespace host {
 namespace {
 
 constexpr char kEmulatedSelfIp[] = "192.168.49.1";
@@ -182,5 +181,3 @@ ExitStatus RunSession(const RunOptions& options) {
   const bool strict = !options.strict || (session.AllAgreed() && !idle);
   return !allPlayed ? kExitCannotRun : session.AllSucceeded() && strict ? kExitGood : kExitNegative;
 }
-
-}  // namespace host

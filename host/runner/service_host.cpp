@@ -8,8 +8,6 @@
 
 #include "host/refusal.h"
 
-namespace host {
-
 std::string DefaultLibraryPath() {
   constexpr char kLibraryName[] = "libnuvrelwirelesslinkconfigservice.so";
   const auto top = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
@@ -67,5 +65,3 @@ int ServiceHost::SendPacket(NuvrelPkt_t* record, void* /*extra*/) {
   mReply = *record;
   return 0;
 }
-
-}  // namespace host

@@ -5,8 +5,7 @@
 //
 // The library is found by path; it is unloaded again when the host goes. One host at a time: a
 // process has one service. Not thread-safe.
-#ifndef NUVREL_HOST_RUNNER_SERVICE_HOST_H_
-#define NUVREL_HOST_RUNNER_SERVICE_HOST_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -17,8 +16,6 @@
 #include "framework/nuvrel_connection.h"
 #include "framework/nuvrel_packet.h"
 #include "framework/nuvrel_service.h"
-
-namespace host {
 
 // Where the service library is when it was built or installed together with this program.
 std::string DefaultLibraryPath();
@@ -52,7 +49,3 @@ class ServiceHost : private INuvrelConnection {
   void* mService = nullptr;  // the library's
   std::optional<NuvrelPkt_t> mReply;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_RUNNER_SERVICE_HOST_H_

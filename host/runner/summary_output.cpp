@@ -8,7 +8,6 @@
 #include "host/runner/output_file.h"
 #include "host/runner/outputs.h"
 
-namespace host {
 namespace {
 
 // Times in microseconds, counted by their logarithm in steps of 1 %, so that a session of any
@@ -79,5 +78,3 @@ class SummaryOutput : public SessionOutput {
 }  // namespace
 
 std::unique_ptr<SessionOutput> MakeSummaryOutput() { return std::make_unique<SummaryOutput>(); }
-
-}  // namespace host

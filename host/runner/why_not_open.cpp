@@ -12,7 +12,6 @@
 #include "host/emulated_driver/control_socket.h"
 #include "host/wpa_cli_wrapper/control_client.h"
 
-namespace host {
 namespace {
 
 // Where the socket should be, and which are there in its place.
@@ -64,5 +63,3 @@ std::string WhyNotOpen(const std::string& path, std::chrono::steady_clock::durat
              ? ""
              : "somebody listens at " + path + ", but did not answer within 10 s";
 }
-
-}  // namespace host

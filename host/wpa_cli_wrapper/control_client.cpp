@@ -14,7 +14,6 @@
 
 #include <wpa_ctrl.h>
 
-namespace host {
 namespace {
 
 constexpr size_t kMaxCommandBytes = 8192;
@@ -88,5 +87,3 @@ void ControlClient::RemoveFiles() {
 }
 
 int ControlClient::Descriptor() const { return wpa_ctrl_get_fd(mConnection); }
-
-}  // namespace host

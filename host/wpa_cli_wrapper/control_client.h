@@ -8,8 +8,7 @@
 //
 // Limits: the control path has at most 107 bytes, a command 8192 (a supplicant never answers a
 // longer one); an answer is cut at 4096 bytes, a message at 16384. One thread at a time.
-#ifndef NUVREL_HOST_WPA_CLI_WRAPPER_CONTROL_CLIENT_H_
-#define NUVREL_HOST_WPA_CLI_WRAPPER_CONTROL_CLIENT_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -17,8 +16,6 @@
 #include <string>
 
 struct wpa_ctrl;
-
-namespace host {
 
 // Results of a command: success, or why there was none.
 constexpr int32_t kDone = 0;
@@ -54,7 +51,3 @@ class __attribute__((visibility("default"))) ControlClient {
 
   wpa_ctrl* const mConnection;  // owned, never null
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_WPA_CLI_WRAPPER_CONTROL_CLIENT_H_

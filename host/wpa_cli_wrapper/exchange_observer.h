@@ -1,14 +1,11 @@
 // Shows a workstation's tools what passes the wrapper library: every command with its answer, and
 // every wait for a message. The headset's library has nothing like it.
-#ifndef NUVREL_HOST_WPA_CLI_WRAPPER_EXCHANGE_OBSERVER_H_
-#define NUVREL_HOST_WPA_CLI_WRAPPER_EXCHANGE_OBSERVER_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
-
-namespace host {
 
 struct Exchange {
   enum class Kind { kCommand, kWait, kNodeWrite };  // the last by wlc, see node_writes.h
@@ -23,10 +20,6 @@ struct Exchange {
 
 using ExchangeObserver = std::function<void(const Exchange&)>;
 
-}  // namespace host
-
 // One observer at a time, none when empty; set it while no call runs. It is called on the thread
 // that made the call, after the call has ended and with no lock held.
-extern "C" void SetExchangeObserver(host::ExchangeObserver observer);
-
-#endif  // NUVREL_HOST_WPA_CLI_WRAPPER_EXCHANGE_OBSERVER_H_
+extern "C" void SetExchangeObserver(ExchangeObserver observer);

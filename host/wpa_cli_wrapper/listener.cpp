@@ -8,7 +8,6 @@
 #include <optional>
 #include <utility>
 
-namespace host {
 namespace {
 
 constexpr size_t kMaxMessages = 256;
@@ -101,5 +100,3 @@ void Listener::Drop() {
   TakeArrived();
   mMessages.clear();
 }
-
-}  // namespace host

@@ -1,8 +1,7 @@
 // Collects the supplicant's unsolicited messages, such as "<3>SVC-EVENT:svc_count:2". A thread
 // reads them as they come, because a supplicant holds back messages for all its clients while one
 // of them leaves many unread. The queue holds 256 messages and drops its oldest when it is full.
-#ifndef NUVREL_HOST_WPA_CLI_WRAPPER_LISTENER_H_
-#define NUVREL_HOST_WPA_CLI_WRAPPER_LISTENER_H_
+#pragma once
 
 #include <chrono>
 #include <condition_variable>
@@ -14,8 +13,6 @@
 
 #include "framework/thread_annotations.h"
 #include "host/wpa_cli_wrapper/control_client.h"
-
-namespace host {
 
 class Listener {
  public:
@@ -49,7 +46,3 @@ class Listener {
   std::deque<std::string> mMessages GUARDED_BY(mLock);
   std::thread mThread;
 };
-
-}  // namespace host
-
-#endif  // NUVREL_HOST_WPA_CLI_WRAPPER_LISTENER_H_

@@ -19,7 +19,6 @@
 #include "host/wpa_cli_wrapper/control_client.h"
 #include "host/wpa_cli_wrapper/listener.h"
 
-namespace host {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -147,20 +146,19 @@ std::mutex gHandleLock;
 std::unique_ptr<WpaCliWrapper> gHandle GUARDED_BY(gHandleLock);
 
 }  // namespace
-}  // namespace host
 
 WpaCliWrapper* GetWpacliWrapperHandle() {
-  const std::lock_guard<std::mutex> lock(host::gHandleLock);
-  if (!host::gHandle) {
-    host::gHandle.reset(new (std::nothrow) host::CtrlWrapper);
+  const std::lock_guard<std::mutex> lock(gHandleLock);
+  if (!gHandle) {
+    gHandle.reset(new (std::nothrow) CtrlWrapper);
   }
-  return host::gHandle.get();
+  return gHandle.get();
 }
 
 // The handle is closed and gone, however often it was asked for; no call on it may be under way.
 void ReleaseWpacliWrapperHandle() {
-  const std::lock_guard<std::mutex> lock(host::gHandleLock);
-  host::gHandle.reset();
+  const std::lock_guard<std::mutex> lock(gHandleLock);
+  gHandle.reset();
 }
 
-void SetExchangeObserver(host::ExchangeObserver observer) { host::gObserver = std::move(observer); }
+void SetExchangeObserver(ExchangeObserver observer) { gObserver = std::move(observer); }

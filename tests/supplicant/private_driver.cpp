@@ -23,7 +23,7 @@ namespace {
 struct PrivateDriver {
   void* supplicant;
   unsigned late = 0;  // milliseconds
-  host::DriverModel model = host::DriverModel();
+  DriverModel model = DriverModel();
 };
 
 PrivateDriver* From(void* driver) { return static_cast<PrivateDriver*>(driver); }
@@ -47,7 +47,7 @@ int SetParam(void* driver, const char* param) {
 }
 
 int Command(void* driver, char* command, char* buffer, size_t size) {
-  const host::DriverAnswer answer = From(driver)->model.Execute(command);
+  const DriverAnswer answer = From(driver)->model.Execute(command);
   for (const std::string& event : answer.events) {
     auto* text = new std::string(event);
     if (From(driver)->late == 0) {
@@ -58,9 +58,9 @@ int Command(void* driver, char* command, char* buffer, size_t size) {
     }
   }
   // 0 is answered with "OK\n", what is below with "FAIL\n".
-  return answer.reply == host::kReplyOk     ? 0
-         : answer.reply == host::kReplyFail ? -1
-                                            : CopyTo(buffer, size, answer.reply);
+  return answer.reply == kReplyOk     ? 0
+         : answer.reply == kReplyFail ? -1
+                                      : CopyTo(buffer, size, answer.reply);
 }
 
 int Status(void* driver, char* buffer, size_t size) {
