@@ -10,14 +10,11 @@
 #include "host/emulated_driver/emulated_driver.h"
 #include "host/refusal.h"
 #include "host/runner/commands.h"
-#include "host/runner/log_sink.h"
-#include "host/runner/node_writes.h"
 #include "host/runner/output_file.h"
 #include "host/runner/private_directory.h"
-#include "host/runner/service_host.h"
+#include "host/runner/session.h"
 #include "host/runner/why_not_open.h"
 #include "host/visible.h"
-#include "host/wpa_cli_wrapper/exchange_observer.h"
 
 namespace {
 
@@ -29,36 +26,52 @@ bool IsRateMask(const std::string& text) {
          text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
 }
 
-// What is allowed, but may not be what its writer meant.
-Lines Surprises(TomlConfig& config, LinkConfiguration& settings, const std::string& file) {
+// What is allowed as a setting's value, but may not be what its writer meant; empty when nothing
+// is.
+std::string Surprise(TomlConfig& /*config*/, const std::string& /*name*/, int32_t value) {
+  return value >= 0
+             ? ""
+             : fmt::format("{} reaches the driver as {}", value, static_cast<uint32_t>(value));
+}
+
+std::string Surprise(TomlConfig& config, const std::string& name, bool value) {
+  const bool noNode = config.TextAsSet(SettingKey("wlanUnitTestTargetNode")).empty();
+  return name == "disableRRA" && value && noNode ? "apply fails without a wlanUnitTestTargetNode"
+                                                 : "";
+}
+
+std::string Surprise(TomlConfig& config, const std::string& name, const std::string& value) {
+  if (name.ends_with("mask") && !IsRateMask(value)) {
+    return fmt::format("\"{}\" is not a mask of 0x and 1 to 8 hexadecimal digits", value);
+  }
+  if (name.ends_with("Node") && config.TextAsSet(SettingKey(name)) != value) {
+    return fmt::format("reaches the service in lower case, as \"{}\"", value);
+  }
+  return "";
+}
+
+// Prints the settings that the service gets and stores them in `settings`; returns what in them may
+// surprise.
+Lines ShowSettings(const std::string& file, TomlConfig& config, LinkConfiguration& settings) {
+  Print("Settings in force with {}\n", Visible(file));
   Lines surprises;
   bool anySet = false;
   ForEachSetting(settings, [&](const std::string& name, auto& value) {
-    anySet = anySet || !config.OriginOf(SettingKey(name)).empty();
-    const auto add = [&](const std::string& text) {
-      surprises.push_back(fmt::format("{}: {}: {}", config.OriginOf(SettingKey(name)), name, text));
-    };
-    using Value = std::decay_t<decltype(value)>;
-    if constexpr (std::is_same_v<Value, int32_t>) {
-      if (value < 0) {
-        add(fmt::format("{} reaches the driver as {}", value, static_cast<uint32_t>(value)));
-      }
-    } else if constexpr (std::is_same_v<Value, std::string>) {
-      if (name.ends_with("mask") && !IsRateMask(value)) {
-        add(fmt::format("\"{}\" is not a mask of 0x and 1 to 8 hexadecimal digits", value));
-      }
-      if (name.ends_with("Node") && config.TextAsSet(SettingKey(name)) != value) {
-        add(fmt::format("reaches the service in lower case, as \"{}\"", value));
-      }
-    } else if (name == "disableRRA" && value && settings.wlanUnitTestTargetNode.empty()) {
-      add("apply fails without a wlanUnitTestTargetNode");
+    config.getProperty(SettingKey(name), value);
+    const std::string origin = config.OriginOf(SettingKey(name));
+    constexpr bool kIsText = std::is_same_v<std::decay_t<decltype(value)>, std::string>;
+    Print("  {:24} {:16} {}\n", name, Visible(fmt::format(kIsText ? "\"{}\"" : "{}", value)),
+          origin.empty() ? "default" : Visible(origin));
+    anySet = anySet || !origin.empty();
+    const std::string surprise = Surprise(config, name, value);
+    if (!surprise.empty()) {
+      surprises.push_back(fmt::format("{}: {}: {}", origin, name, surprise));
     }
   });
   if (!anySet) {
-    surprises.push_back(
-        file +
-        ": nothing in a table [nuvrel.services.wirelesslinkconfig]: every setting is its "
-        "default");
+    surprises.push_back(file +
+                        ": nothing in a table [nuvrel.services.wirelesslinkconfig]: "
+                        "every setting is its default");
   }
   return surprises;
 }
@@ -72,8 +85,27 @@ void PrintList(const std::string& title, const Lines& lines) {
   }
 }
 
-// Has the service apply and revert the settings on an emulated driver, and prints what it did.
-// Private paths take the place of those in `config`; `node` is the one to print.
+// Prints what each command sends to the driver and writes to the node.
+class CommandsOutput : public SessionOutput {
+ public:
+  explicit CommandsOutput(std::string node) : mNode(std::move(node)) {}
+
+  void OnCommandEnd(const CommandReport& report) override {
+    Lines sent;
+    Lines written;
+    for (const Exchange& exchange : report.exchanges) {
+      (exchange.kind == Exchange::Kind::kNodeWrite ? written : sent).push_back(exchange.asked);
+    }
+    PrintList(report.command.Text() + " sends", sent);
+    PrintList("and writes to " + mNode, written);
+  }
+
+ private:
+  const std::string mNode;  // its path as it is printed
+};
+
+// Has the service apply and revert the settings on an emulated driver, and prints what it does.
+// Private paths take the place of those in `config`; `node` is the node directory to print.
 void PlaySettings(const std::string& interface, TomlConfig& config, const std::string& node) {
   const PrivateDirectory directory;
   EmulatedDriver driver({.directory = directory.Path(), .interface = interface});
@@ -89,35 +121,13 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
                fmt::format("/proc/self/fd/{}", dirfd(opened.get())), "");
   }
   SetDiscovery(interface, "192.168.49.1", "192.168.49.2");
-  const SessionOutputs outputs;
-  const LogSink log(ANDROID_LOG_SILENT, ANDROID_LOG_SILENT, outputs);
+  __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
   ServiceHost service(DefaultLibraryPath(), config);
-  Lines sent;
-  SetExchangeObserver([&](const Exchange& exchange) { sent.push_back(exchange.asked); });
-  Lines written;
-  SetNodeObserver([&](const Exchange& exchange) { written.push_back(exchange.asked); });
-  const auto play = [&](const char* command) {
-    sent.clear();
-    service.Send(ParseSteps(command).front().command->Packet());
-    PrintList(std::string(command) + " sends", sent);
-  };
-  play("init");
-  play("apply-link-settings");
-  PrintList(fmt::format("and writes to {}/{}/unit_test_target", node, interface), written);
-  play("revert-link-settings");
-  SetExchangeObserver(nullptr);
-  SetNodeObserver(nullptr);
-}
-
-// Says when the file has wlc run leave the emulated driver for a supplicant, and whether that
-// works.
-void TellSupplicant(const ExplainOptions& options, const std::string& directory) {
-  if (!directory.empty()) {
-    const std::string path = directory + "/" + options.interface;
-    const std::string why = WhyNotOpen(path);
-    PrintList("wlc run with it uses the supplicant at " + path + ", unless --emulated is given",
-              {why.empty() ? "a supplicant listens there" : why});
-  }
+  SessionOutputs outputs;
+  outputs.push_back(
+      std::make_unique<CommandsOutput>(fmt::format("{}/{}/unit_test_target", node, interface)));
+  Session session(service, driver.SocketPath(), outputs);
+  session.Play(ParseSteps("init apply-link-settings revert-link-settings"));
 }
 
 }  // namespace
@@ -126,18 +136,13 @@ ExitStatus Explain(const ExplainOptions& options) {
   TomlConfig config;
   const Lines problems = config.Load(options.file);
   LinkConfiguration settings;
-  Print("Settings in force with {}\n", Visible(options.file));
-  ForEachSetting(settings, [&](const std::string& name, auto& value) {
-    config.getProperty(SettingKey(name), value);
-    std::string shown = fmt::format("{}", value);
-    if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::string>) {
-      shown = fmt::format("\"{}\"", value);
-    }
-    const std::string origin = config.OriginOf(SettingKey(name));
-    Print("  {:24} {:16} {}\n", name, Visible(shown), origin.empty() ? "default" : Visible(origin));
-  });
-  const Lines surprises = Surprises(config, settings, options.file);
-  TellSupplicant(options, settings.wpaifPath);
+  const Lines surprises = ShowSettings(options.file, config, settings);
+  if (!settings.wpaifPath.empty()) {
+    const std::string path = settings.wpaifPath + "/" + options.interface;
+    const std::string why = WhyNotOpen(path);
+    PrintList("wlc run with it uses the supplicant at " + path + ", unless --emulated is given",
+              {why.empty() ? "a supplicant listens there" : why});
+  }
   PlaySettings(options.interface, config, settings.wlanUnitTestTargetNode);
   PrintList("May surprise", surprises);
   PrintList("Wrong: wlc run does not start with this file, and the values are not in force",

@@ -23,7 +23,7 @@ std::atomic<bool> gCommandsEnd = false;
 int gInterrupted = -1;  // an eventfd, readable from the first signal on
 
 [[noreturn]] void EndAtOnce(int signal) {
-  PrivateDirectory::RemoveAll();
+  PrivateDirectory::Remove();
   ControlClient::RemoveFiles();
   PrintError("wlc: interrupted: ended by SIG{} without waiting any longer\n", sigabbrev_np(signal));
   _exit(128 + signal);

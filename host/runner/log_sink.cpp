@@ -15,7 +15,6 @@ namespace {
 
 // The log library has one logger for the whole process, a plain function.
 int gWritten = ANDROID_LOG_WARN;
-int gTold = ANDROID_LOG_WARN;
 const SessionOutputs* gOutputs = nullptr;
 
 // The service's own texts have several lines. Those that follow are indented, so that no text from
@@ -41,20 +40,19 @@ void OnLine(const __android_logger_data* data, const char* text) {
   if (line.priority >= gWritten) {
     PrintError("{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, Shown(line.text));
   }
-  if (line.priority >= gTold) {
+  if (line.priority >= ANDROID_LOG_WARN) {
     gOutputs->Tell(&SessionOutput::OnLogLine, line);
   }
 }
 
 }  // namespace
 
-LogSink::LogSink(int written, int told, const SessionOutputs& outputs) {
+LogSink::LogSink(int written, const SessionOutputs& outputs) {
   constexpr uint32_t kAll = kNuvrelLogDebug | kNuvrelLogInfo | kNuvrelLogWarn | kNuvrelLogError;
-  const int logged = std::min(written, told);
+  const int logged = std::min<int>(written, ANDROID_LOG_WARN);
   gNuvrelLogLevel = kAll >> static_cast<uint32_t>(logged - ANDROID_LOG_DEBUG);
   __android_log_set_minimum_priority(logged);
   gWritten = written;
-  gTold = told;
   gOutputs = &outputs;
   __android_log_set_logger(&OnLine);
 }

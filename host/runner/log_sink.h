@@ -11,9 +11,9 @@
 
 class LogSink {
  public:
-  // Lines from `written` on go to standard error, lines from `told` on to the outputs, which are
-  // borrowed. Both are ANDROID_LOG_DEBUG to ANDROID_LOG_ERROR, or ANDROID_LOG_SILENT for none.
-  LogSink(int written, int told, const SessionOutputs& outputs);
+  // Lines from `written` on, ANDROID_LOG_DEBUG to ANDROID_LOG_ERROR, go to standard error, those
+  // from ANDROID_LOG_WARN on to the outputs, which are borrowed.
+  LogSink(int written, const SessionOutputs& outputs);
   ~LogSink();  // has the log library write to standard error again
   LogSink(const LogSink&) = delete;
   LogSink& operator=(const LogSink&) = delete;

@@ -1,10 +1,9 @@
-// A directory that only this user can enter, removed with all that it holds.
+// A directory that only this user can enter, removed with all that it holds. One at a time.
 #pragma once
 
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
-#include <set>
 #include <string>
 
 #include "host/refusal.h"
@@ -14,36 +13,27 @@ class PrivateDirectory {
   PrivateDirectory() {
     const std::lock_guard lock(sLock);
     std::error_code failed;
-    mPath = (std::filesystem::temp_directory_path(failed) / "wlc-XXXXXX").string();
-    if (failed || mkdtemp(mPath.data()) == nullptr) {
+    std::string path = (std::filesystem::temp_directory_path(failed) / "wlc-XXXXXX").string();
+    if (failed || mkdtemp(path.data()) == nullptr) {
       throw Refusal(
           "cannot make a private directory for the emulated driver's socket: check TMPDIR");
     }
-    sPaths.insert(mPath);
+    sPath = path;
   }
-  ~PrivateDirectory() {
-    const std::lock_guard lock(sLock);
-    sPaths.erase(mPath);
-    std::error_code ignored;
-    std::filesystem::remove_all(mPath, ignored);
-  }
+  ~PrivateDirectory() { Remove(); }
   PrivateDirectory(const PrivateDirectory&) = delete;
   PrivateDirectory& operator=(const PrivateDirectory&) = delete;
 
-  const std::string& Path() const { return mPath; }
+  const std::string& Path() const { return sPath; }
 
-  // For a process that ends without destroying them.
-  static void RemoveAll() {
+  // Removes the directory, if there is one: also for a process that ends without destroying it.
+  static void Remove() {
     const std::lock_guard lock(sLock);
-    for (const std::string& path : sPaths) {
-      std::error_code ignored;
-      std::filesystem::remove_all(path, ignored);
-    }
+    std::error_code ignored;
+    std::filesystem::remove_all(sPath, ignored);
   }
 
  private:
   inline static std::mutex sLock;
-  inline static std::set<std::string> sPaths;  // guarded by sLock
-
-  std::string mPath;
+  inline static std::string sPath;  // guarded by sLock
 };

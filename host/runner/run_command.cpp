@@ -21,9 +21,9 @@
 #include "host/runner/interruption.h"
 #include "host/runner/log_sink.h"
 #include "host/runner/output_file.h"
-#include "host/runner/outputs.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/session.h"
+#include "host/runner/session_output.h"
 #include "host/visible.h"
 
 namespace {
@@ -163,7 +163,7 @@ ExitStatus RunSession(const RunOptions& options) {
 
   SessionOutputs outputs;
   const int priority = PriorityOf(options.logLevel);
-  const LogSink log(priority, ANDROID_LOG_WARN, outputs);
+  const LogSink log(priority, outputs);
   config.SetLogMask(priority <= ANDROID_LOG_INFO ? +kNuvrelLogInfo : 0U);
   ServiceHost service(info.library, config);
   MakeOutputs(options, outputs);

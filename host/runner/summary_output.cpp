@@ -1,54 +1,43 @@
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 #include <map>
 
 #include "host/runner/output_file.h"
-#include "host/runner/outputs.h"
+#include "host/runner/session_output.h"
+#include "host/visible.h"
 
 namespace {
 
-// Times in microseconds, counted by their logarithm in steps of 1 %, so that a session of any
-// length takes little memory.
-struct Times {
-  void Add(double time, bool failed) {
+struct Row {
+  void Add(TimePoint begin, TimePoint end, bool failed) {
+    mTimes.push_back(Microseconds(begin, end));
     mFailed += failed ? 1 : 0;
-    mLeast = mCount++ == 0 ? time : std::min(mLeast, time);
-    mGreatest = std::max(mGreatest, time);
-    ++mCounts[std::lround(100 * std::log(std::max(time, 0.001)))];
   }
 
-  // The time that the share `part` of all do not exceed.
-  double Quantile(double part) const {
-    double rest = part * static_cast<double>(mCount);
-    for (const auto& [logarithm, count] : mCounts) {
-      if ((rest -= count) <= 0) {
-        return std::clamp(std::exp(static_cast<double>(logarithm) / 100), mLeast, mGreatest);
-      }
-    }
-    return mGreatest;
+  void PrintAs(const std::string& name) {
+    std::sort(mTimes.begin(), mTimes.end());
+    // The time that so many percent of all do not exceed.
+    const auto percentile = [this](size_t percent) {
+      return mTimes[(mTimes.size() * percent - 1) / 100] / 1000;
+    };
+    Print("{:26}{:9}{:9}{:10.3f}{:10.3f}{:10.3f}{:10.3f}\n", Visible(name), mTimes.size(), mFailed,
+          mTimes.front() / 1000, percentile(50), percentile(99), mTimes.back() / 1000);
   }
 
-  uint64_t mCount = 0;
+  std::vector<double> mTimes;  // in microseconds
   uint64_t mFailed = 0;
-  double mLeast = 0;
-  double mGreatest = 0;
-  std::map<long, uint32_t> mCounts;
 };
 
 class SummaryOutput : public SessionOutput {
  public:
   void OnCommandEnd(const CommandReport& report) override {
-    mTimes[{false, std::string(report.command.form->name)}].Add(
-        Microseconds(report.begin, report.end), report.status < 0);
+    mCommands[std::string(report.command.form->name)].Add(report.begin, report.end,
+                                                          report.status < 0);
     for (const Exchange& exchange : report.exchanges) {
-      const std::string name = exchange.kind == Exchange::Kind::kCommand
-                                   ? "DRIVER " + ShortName(exchange.asked)
-                               : exchange.kind == Exchange::Kind::kWait ? "a message"
-                                                                        : "a write to the node";
-      mTimes[{true, name}].Add(Microseconds(exchange.begin, exchange.end), exchange.result < 0);
+      static constexpr const char* kKinds[] = {"DRIVER ", "message ", "write to "};
+      mExchanges[kKinds[static_cast<int>(exchange.kind)] + Topic(exchange)].Add(
+          exchange.begin, exchange.end, exchange.result < 0);
     }
     if (report.end - mShown > std::chrono::seconds(1) && isatty(STDERR_FILENO) == 1) {
       // Ends in the first column: what is written next takes its place.
@@ -61,18 +50,18 @@ class SummaryOutput : public SessionOutput {
     PrintError("{}", isatty(STDERR_FILENO) == 1 ? "\033[K" : "");
     Print("{:26}{:>9}{:>9}{:>10}{:>10}{:>10}{:>10}\n", "times in ms", "how often", "failed",
           "least", "median", "99 %", "greatest");
-    for (const auto& [key, times] : mTimes) {
-      Print("{:26}{:9}{:9}{:10.3f}{:10.3f}{:10.3f}{:10.3f}\n", key.second, times.mCount,
-            times.mFailed, times.mLeast / 1000, times.Quantile(0.5) / 1000,
-            times.Quantile(0.99) / 1000, times.mGreatest / 1000);
+    for (auto* rows : {&mCommands, &mExchanges}) {
+      for (auto& [name, row] : *rows) {
+        row.PrintAs(name);
+      }
     }
     Print("\n");
   }
 
  private:
   TimePoint mShown = std::chrono::steady_clock::now();
-  // By whether it is the driver's part, and the name.
-  std::map<std::pair<bool, std::string>, Times> mTimes;
+  std::map<std::string, Row> mCommands;
+  std::map<std::string, Row> mExchanges;
 };
 
 }  // namespace
