@@ -3,7 +3,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <sstream>
 
 #include "tests/service_rig.h"
@@ -27,31 +27,16 @@ inline std::string Shown(const std::string& line) {
   return Replace(Replace(line, "\n", "\\n"), "\t", "\\t").substr(0, 900) + "\n";
 }
 
-// What a map holds, by key: "20:3 40:4".
-template <typename Map>
-std::string Pairs(const Map& map) {
-  std::ostringstream text;
-  for (const auto& [key, value] : std::map(map.begin(), map.end())) {
-    text << " " << key << ":";
-    if constexpr (std::is_integral_v<std::decay_t<decltype(value)>>) {
-      text << +value;
-    } else {
-      text << value;
-    }
-  }
-  return text.str();
-}
-
 class Player : Rig {
  public:
   Player(uint32_t logLevel, bool withParser) : Rig(logLevel, withParser), mLogLevel(logLevel) {
+    EXPECT_EQ(pipe2(mPipe, O_CLOEXEC), 0);
     State();
   }
   ~Player() override {
-    close(mReader);
-    if (!mNode.empty()) {
-      std::filesystem::remove_all(mDirectory);
-    }
+    close(mPipe[0]);
+    close(mPipe[1]);
+    std::filesystem::remove_all(mDirectory);
   }
 
   // Performs the "$" and ">" lines of a session and returns all of it as it happened.
@@ -66,45 +51,43 @@ class Player : Rig {
       const std::string command = shown ? line.substr(0, line.rfind(" = ")) : line;
       const int result = Perform(Replace(Replace(command.substr(2), "\\n", "\n"), "\\t", "\t"));
       happened += command + (shown ? " = " + std::to_string(result) : "") + "\n";
-      for (const std::string& entry : platform.TakeRecord()) {
-        const std::string text = Replace(entry, testing::PrintToString(mInstance), "<it>");
-        happened += shown && (entry[0] != '-' || mShowCalls) ? Shown(text) : "";
-      }
-      const std::string state = State();
-      happened += shown ? state : "";
+      const std::string outcome = Record() + State();
+      happened += shown ? outcome : "";
     }
     return happened;
   }
 
  private:
+  // The first of the parts between bars is the command; what stands behind it is done before.
   int Perform(const std::string& line) {
+    const std::regex bar(R"( \| )");
+    std::vector<std::string> parts(std::sregex_token_iterator(line.begin(), line.end(), bar, -1),
+                                   {});
+    std::rotate(parts.begin(), parts.begin() + 1, parts.end());
+    int result = 0;
+    for (const std::string& part : parts) {
+      result = PerformOne(part);
+    }
+    return result;
+  }
+
+  int PerformOne(const std::string& line) {
     const std::string verb = line.substr(0, line.find(' '));
     mRest = line.substr(std::min(line.size(), verb.size() + 1));
-    if (mTexts.contains(verb)) {
-      *mTexts.at(verb) = mRest;
+    if (const auto text = mTexts.find(verb); text != mTexts.end()) {
+      *text->second = mRest;
       return 0;
     }
-    if (mNumbers.contains(verb)) {
-      *mNumbers.at(verb) = std::stoi(mRest);
+    if (const auto number = mNumbers.find(verb); number != mNumbers.end()) {
+      *number->second = std::stoi(mRest);
       return 0;
+    }
+    if (const auto packet = mPackets.find(verb); packet != mPackets.end()) {
+      std::istringstream words(mRest);
+      const std::istream_iterator<int64_t> first(words);
+      return Send(packet->second, {first, std::istream_iterator<int64_t>()});
     }
     return mOthers.at(verb)();
-  }
-
-  int Add() {
-    std::istringstream words(mRest);
-    const std::istream_iterator<int64_t> first(words);
-    return Send(NUVREL_WLC_CMD_ADD_LAPB_POLICY, {first, std::istream_iterator<int64_t>()});
-  }
-
-  // Messages separated by " / ", each behind the prefix, in place of those not read.
-  int Say() {
-    platform.messages.clear();
-    std::string rest = mRest + " / ";
-    for (size_t end = 0; (end = rest.find(" / ")) != std::string::npos; rest.erase(0, end + 3)) {
-      platform.messages.push_back("<3>SVC-EVENT:" + rest.substr(0, end));
-    }
-    return 0;
   }
 
   // Settings by the end of their key, each before its value.
@@ -112,27 +95,20 @@ class Player : Rig {
   int Set(std::map<std::string, Value>& settings) {
     std::istringstream words(mRest);
     for (std::string key; words >> key;) {
-      words >> settings["nuvrel.services.wirelesslinkconfig." + key];
+      words >> settings[kSettingPrefix + key];
     }
     return 0;
   }
 
-  // Puts a file with text of 40 letters, a full device, a pipe or nothing in the node's place.
+  // Puts a file with text of 40 letters, a pipe or nothing in the node's place.
   int PlaceNode() {
-    if (mNode.empty() && mkdtemp(mDirectory.data()) == nullptr) {
-      return -1;
-    }
     std::filesystem::remove(mNode);
     mLinkConfig->wlanUnitTestTargetNode = mDirectory;
     std::filesystem::create_directory(mDirectory + "/wlan0");
-    mNode = mDirectory + "/wlan0/unit_test_target";
     if (mRest == "file") {
       std::ofstream(mNode) << std::string(40, 'x');
-    } else if (mRest == "device") {
-      std::filesystem::create_symlink("/dev/full", mNode);
     } else if (mRest == "pipe") {
-      mkfifo(mNode.c_str(), S_IRUSR | S_IWUSR);
-      mReader = open(mNode.c_str(), O_RDWR | O_CLOEXEC);
+      std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(mPipe[1]), mNode);
     }
     return 0;
   }
@@ -144,10 +120,10 @@ class Player : Rig {
   }
 
   int ReleaseInstance() {
+    const auto other = std::strtoul(mRest.c_str(), nullptr, 10);
     return ReleaseWirelessLinkConfigService(
-        mRest.empty()
-            ? mInstance
-            : reinterpret_cast<void*>(std::stoul(mRest)));  // NOLINT(performance-no-int-to-ptr)
+        mRest.empty() ? mInstance
+                      : reinterpret_cast<void*>(other));  // NOLINT(performance-no-int-to-ptr)
   }
 
   int Log() {
@@ -156,7 +132,17 @@ class Player : Rig {
     return 0;
   }
 
-  // "~" lines for what has changed since the last call.
+  // The lines for what was asked of the platform and logged.
+  std::string Record() {
+    std::string shown;
+    for (const std::string& entry : platform.TakeRecord()) {
+      const std::string text = Shown(Replace(entry, testing::PrintToString(mInstance), "<it>"));
+      shown += entry[0] != '-' || mShowCalls ? text : "";
+    }
+    return shown;
+  }
+
+  // A "~" line for what has changed since the last call; messages not read are shown and gone.
   std::string State() {
     std::string holds = mServiceClient != nullptr ? " client" : "";
     holds += mWpaClient != nullptr ? " handle" : "";
@@ -164,41 +150,43 @@ class Player : Rig {
     holds += mInitialized ? " ready" : "";
     holds += mLapbSupported ? " flows" : "";
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    std::string node = std::filesystem::is_character_file(mNode) ? "device" : "missing";
+    std::string node;
     if (std::filesystem::is_regular_file(mNode)) {
       std::getline(std::ifstream(mNode), node);
     }
+    const std::map<uint32_t, uint32_t> classes(mServiceIdMap.begin(), mServiceIdMap.end());
+    const std::map<int, std::string> policies(mLapbPolicies.begin(), mLapbPolicies.end());
     const std::map<std::string, std::string> now = {
-        {"~ addresses ", mSelfIpAddress + " " + mPeerIpAddress},
-        {"~ classes ", Pairs(mServiceIdMap)},
-        {"~ descriptors ", std::to_string(std::distance(begin(descriptors), end(descriptors)))},
-        {"~ holds ", holds},
-        {"~ interface ", mInterfaceName},
-        {"~ last reply ", mCmdReply},
-        {"~ library ", Pairs(mLibLoader.*(&LoaderUnderTest::mRefCounts))},
-        {"~ node ", node},
-        {"~ path ", mWpaCtrlPath},
-        {"~ policies ", Pairs(mLapbPolicies)},
-        {"~ target ", mUnitTestTargetValue},
-        {"~ unread ", platform.messages.empty() ? "" : std::to_string(platform.messages.size())}};
+        {" addresses ", mSelfIpAddress + " " + mPeerIpAddress},
+        {" classes ", testing::PrintToString(classes)},
+        {" descriptors ", std::to_string(std::distance(begin(descriptors), end(descriptors)))},
+        {" holds", holds},
+        {" interface ", mInterfaceName},
+        {" last reply ", mCmdReply},
+        {" loaded ", testing::PrintToString(mLibLoader.*(&LoaderUnderTest::mRefCounts))},
+        {" node ", node},
+        {" path ", mWpaCtrlPath},
+        {" policies ", testing::PrintToString(policies)},
+        {" target ", mUnitTestTargetValue},
+        {" unread ", std::to_string(std::exchange(platform.messages, {}).size())}};
     std::string changed;
     for (const auto& [name, text] : now) {
-      changed += mState[name] == text ? "" : Shown(name + text);
+      changed += mState[name] == text ? "" : (changed.empty() ? "~" : ";") + name + text;
     }
     mState = now;
-    mState["~ unread "] = "";  // said as long as there are some
-    return changed;
+    mState[" unread "] = "0";
+    return changed.empty() ? "" : Shown(changed);
   }
 
   const uint32_t mLogLevel;
   bool mShowCalls = true;
-  std::string mDirectory = testing::TempDir() + "wlc_node_XXXXXX";
-  std::string mNode;
-  int mReader = -1;
+  const std::string mDirectory = mkdtemp((testing::TempDir() + "wlc_node_XXXXXX").data());
+  const std::string mNode = mDirectory + "/wlan0/unit_test_target";
+  int mPipe[2];
   void* mInstance = this;
   std::map<std::string, std::string> mState;
 
-  // What a line may begin with; the rest of it is mRest.
+  // What a command may begin with; the rest of it is mRest.
   std::string mRest;
   const std::map<std::string, std::string*> mTexts = {
       {"interface", &platform.interface}, {"self", &platform.self},     {"peer", &platform.peer},
@@ -208,10 +196,13 @@ class Player : Rig {
       {"network", &platform.network},         {"open", &platform.open},
       {"fail-write", &platform.failingWrite}, {"with", &platform.writeError},
       {"write-limit", &platform.writeLimit},  {"connection", &connection.result}};
+  const std::map<std::string, int> mPackets = {
+      {"command-0", 0}, {"init", 1}, {"flows", 2}, {"deinit", 3},    {"apply", 4},
+      {"revert", 5},    {"add", 6},  {"clear", 7}, {"command-8", 8}, {"command-255", 255}};
   unsigned char mId = 0;
   const std::map<std::string, std::function<int()>> mOthers = {
       {"log", [this] { return Log(); }},
-      {"say", [this] { return Say(); }},
+      {"says", [this] { return platform.messages.push_back("<3>SVC-EVENT:" + mRest), 0; }},
       {"node", [this] { return PlaceNode(); }},
       {"text", [this] { return Set(parser.mStrings); }},
       {"number", [this] { return Set(parser.mIntegers); }},
@@ -219,19 +210,7 @@ class Player : Rig {
       {"old-settings", [this] { return mLinkConfig = std::make_unique<LinkConfiguration>(), 0; }},
       {"create", [this] { return CreateInstance(); }},
       {"release", [this] { return ReleaseInstance(); }},
-      {"packet", [this] { return Send(std::stoi(mRest)); }},
-      {"init", [this] { return Send(NUVREL_WLC_CMD_INIT); }},
-      {"flows", [this] { return Send(NUVREL_WLC_CMD_INIT_LAPB_FLOW); }},
-      {"deinit", [this] { return Send(NUVREL_WLC_CMD_DEINIT); }},
-      {"apply", [this] { return Send(NUVREL_WLC_CMD_APPLY_LINK_SETTINGS); }},
-      {"revert", [this] { return Send(NUVREL_WLC_CMD_REVERT_LINK_SETTINGS); }},
-      {"add", [this] { return Add(); }},
-      {"clear", [this] { return Send(NUVREL_WLC_CMD_CLEAR_LAPB_POLICIES); }},
-      {"load", [this] { return LoadConfig(), 0; }},
       {"sysfs", [this] { return errno = EBADF, ApplySysfsLinkConfiguration(); }},
-      {"revert-sysfs", [this] { return RevertSysfsLinkConfiguration(); }},
-      {"apply-commands", [this] { return ApplyWpaCliLinkConfiguration(); }},
-      {"revert-commands", [this] { return RevertWpaCliLinkConfiguration(); }},
       {"delete", [this] { return DeleteLAPBFlowPolicy(std::stoi(mRest)); }},
       {"update-map", [this] { return UpdateServiceIDMap(); }},
       {"create-class", [this] { return CreateServiceClass(1, 2, 3, &mId) + mId; }}};

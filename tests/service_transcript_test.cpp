@@ -1,10 +1,12 @@
 // Plays the transcripts in TRANSCRIPTS, each a file of sessions, and compares what happens with
 // what they say. A session is a fresh service; its lines are
-//   ## title                begins a session, without a parser if it says so; other # are comments
-//   $ refuse MASK           scripts the platform, or runs a command without showing what it does
-//   > add 5000 0 0 20 = 0   runs a command, by packet where there is one, with its result; then
-//   -> ... and W ...        what it asked of the platform and logged (scripted_platform.h), and
-//   ~ classes 20:3          what the service holds where that has changed
+//   ## title                  begins a session, without a parser if it says so; other # are
+//   comments $ init | refuse MASK      runs a command, by packet where there is one, or scripts the
+//   platform;
+//                             what stands behind a | is done before it
+//   > add 5000 0 0 20 = 0     does so too, and shows its result and what came of it:
+//   -> ... and W ...          what was asked of the platform, and logged (scripted_platform.h)
+//   ~ path /wlan0; target 1   what of the service's state has changed
 // In all of them {x*3} stands for xxx, \n and \t for the characters; lines are cut at 900.
 //
 // Each session is played at its own log mask ("$ log 3", all levels unless said; "$ log 3 alone"
@@ -18,7 +20,7 @@ namespace {
 
 // The sessions of a file by title, with "{x*3}" written out, and without comments and blank lines.
 std::vector<std::pair<std::string, std::string>> SessionsIn(const std::filesystem::path& file) {
-  const std::regex repeated(R"(\{(.+?)\*(\d+)\})");
+  const std::regex repeated(R"(\{([^{]+?)\*(\d+)\})");
   std::vector<std::pair<std::string, std::string>> sessions;
   std::ifstream lines(file);
   for (std::string line; std::getline(lines, line);) {
