@@ -1,26 +1,9 @@
 // From a packet to its operation and its reply. What each command does stands in the transcripts;
 // the reply of every packet there is compared byte by byte.
-#include <atomic>
-#include <cstdlib>
 #include <functional>
 #include <future>
 
 #include "tests/service_rig.h"
-
-namespace {
-
-std::atomic<long> gAllocations{0};
-
-}  // namespace
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  ++gAllocations;
-  return std::malloc(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -67,24 +50,6 @@ TEST_F(Dispatch, MembersStandInTheirOrder) {
   }
 }
 
-// Records nothing, so that only the service could allocate.
-struct SilentConnection : INuvrelConnection {
-  int SendPacket(NuvrelPkt_t* /*record*/, void* /*extra*/) override { return 0; }
-};
-
-TEST_F(Dispatch, DispatchAndReplyAllocateNothing) {
-  Send(NUVREL_WLC_CMD_INIT);
-  gNuvrelLogLevel = 0;
-  SilentConnection silent;
-  NuvrelPkt_t unknown = Request(99, &silent);
-  NuvrelPkt_t init = Request(NUVREL_WLC_CMD_INIT, &silent);
-  const long before = gAllocations;
-  EXPECT_GT(before, 0);  // they are counted
-  OnPacket(&unknown);
-  OnPacket(&init);
-  EXPECT_EQ(gAllocations, before);
-}
-
 // Stands in for the two operations that are reached through their slots.
 struct Overriding : Rig {
   int32_t Init(NuvrelPkt* packet) override {
@@ -125,6 +90,10 @@ struct HoldingPlatform : ScriptedPlatform {
   std::chrono::milliseconds patience{50};
   std::future<int> other;
   bool waits = false;
+};
+
+struct SilentConnection : INuvrelConnection {
+  int SendPacket(NuvrelPkt_t* /*record*/, void* /*extra*/) override { return 0; }
 };
 
 TEST_F(Dispatch, OnlyWhatNeedsTheDriverWaitsForACommandThatItHolds) {
