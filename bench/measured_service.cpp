@@ -67,7 +67,7 @@ uint64_t Allocations() { return gAllocations; }
 std::vector<NuvrelPkt_t> PacketsOf(std::string_view commands) {
   std::vector<NuvrelPkt_t> packets;
   for (const Step& step : ParseSteps(commands)) {
-    packets.push_back(step.command->Packet());
+    packets.push_back(step.command.Packet());
   }
   return packets.empty() ? std::vector<NuvrelPkt_t>(1) : packets;
 }

@@ -47,13 +47,13 @@ class Recovery : public testing::Test {
   }
 
   // The status of one command, from its reply.
-  int Send(const Step& step) { return mService->Send(step.command->Packet()).value(); }
+  int Send(const Step& step) { return mService->Send(step.command.Packet()).value(); }
   int Send(const char* command) { return Send(ParseSteps(command)[0]); }
 
   void ExpectWholeSession() {
     Send("deinit");
     for (const Step& step : kSession) {
-      EXPECT_EQ(Send(step), 0) << step.command->Text();
+      EXPECT_EQ(Send(step), 0) << step.command.Text();
     }
   }
 

@@ -1,9 +1,6 @@
 // The three subcommands of wlc. Each throws a Refusal when it cannot run.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "host/emulated_driver/emulated_driver.h"
 
 enum ExitStatus : int {
@@ -46,8 +43,4 @@ ExitStatus RunDriver(EmulatedDriverOptions options, bool verbose);
 //   apply-link-settings sends
 //     DRIVER SET_LATENCY_MODE 2
 // kExitNegative when something in the file keeps a session from running with it.
-struct ExplainOptions {
-  std::string file;
-  std::string interface = "wlan0";
-};
-ExitStatus Explain(const ExplainOptions& options);
+ExitStatus Explain(const std::string& file, const std::string& interface);

@@ -1,8 +1,5 @@
 #include <csignal>
-#include <utility>
 
-#include "host/emulated_driver/emulated_driver.h"
-#include "host/refusal.h"
 #include "host/runner/commands.h"
 #include "host/runner/interruption.h"
 #include "host/runner/output_file.h"

@@ -55,60 +55,64 @@ std::vector<std::string> Compare(const StatusLines& expectedLines, const StatusL
 
 // STATUS-DRIVER asks the driver alone; on a headset a plain STATUS also sends a message to every
 // attached client.
-std::string Evidence::AskStatus() {
+std::optional<DriverModel> Evidence::Ask(StatusLines& lines) {
   std::string status;
   const auto client = mCause.empty() ? ControlClient::Open(mControlPath) : nullptr;
   const int32_t result = client ? client->Request("STATUS-DRIVER", status) : kNotSent;
-  if (result == kNoAnswer) {
+  std::optional<DriverModel> held = DriverModel::FromStatus(status);
+  if (held) {
+    lines = SplitStatus(status);
+  } else if (result == kNoAnswer) {
     mCause = "no answer to STATUS-DRIVER: what the driver holds cannot be checked";
-  } else if (result != kNotSent && !DriverModel::FromStatus(status)) {
+  } else if (result != kNotSent) {
     mCause =
         "this supplicant's STATUS-DRIVER does not tell the driver's state: nothing can be checked";
   }
-  return mCause.empty() ? status : "";
+  return held;
 }
 
 void Evidence::Prepare() {
   if (!mExpected) {
-    mExpected = DriverModel::FromStatus(AskStatus());
+    StatusLines lines;
+    mExpected = Ask(lines);
   }
 }
 
 std::string Evidence::Check(CommandReport& report) {
-  if (std::none_of(report.exchanges.begin(), report.exchanges.end(), MayChangeDriver)) {
-    return "";
-  }
-  report.unchecked = true;
-  std::vector<std::string> differences;
+  std::vector<std::string> refused;
+  bool mayChange = false;
   for (const Exchange& exchange : report.exchanges) {
-    if (mExpected && MayChangeDriver(exchange) && !Follow(exchange)) {
-      differences.push_back("a driver refuses what the service was told had succeeded: " +
-                            exchange.asked);
+    const bool may = MayChangeDriver(exchange);
+    mayChange = mayChange || may;
+    if (may && mExpected && !Follow(exchange)) {
+      refused.push_back("a driver refuses what the service was told had succeeded: " +
+                        exchange.asked);
     }
   }
-  const std::string status = AskStatus();
-  const std::optional<DriverModel> held = DriverModel::FromStatus(status);
-  if (!held) {
-    return std::exchange(mNoticed, true) ? "" : mCause;
+  if (!mayChange) {
+    return "";
   }
-  report.state = SplitStatus(status);
-  const bool cut = IsCut(report.state);
-  if (mExpected && !cut) {
-    report.checked = true;
-    report.unchecked = false;
+  const std::optional<DriverModel> held = Ask(report.state);
+  const bool cut = held && IsCut(report.state);
+  report.checked = mExpected && held && !cut;
+  report.unchecked = !report.checked;
+  if (report.checked) {
     report.differences = Compare(mExpected->Lines(), held->Lines());
-    report.differences.insert(report.differences.end(), differences.begin(), differences.end());
+    report.differences.insert(report.differences.end(), refused.begin(), refused.end());
   }
-  mExpected = held;
-  return cut && !std::exchange(mNoticed, true) ? "the supplicant cut its answer to STATUS-DRIVER: "
-                                                 "with so many policies what the driver "
-                                                 "holds is not checked"
-                                               : "";
+  if (held) {
+    mExpected = held;
+  }
+  const std::string notice = cut ? "the supplicant cut its answer to STATUS-DRIVER: with so many "
+                                   "policies what the driver holds is not checked"
+                                 : mCause;
+  return notice.empty() || std::exchange(mNoticed, true) ? "" : notice;
 }
 
 StatusLines Evidence::State() {
-  const std::string status = AskStatus();
-  return DriverModel::FromStatus(status) ? SplitStatus(status) : StatusLines();
+  StatusLines lines;
+  Ask(lines);
+  return lines;
 }
 
 // Has the expected driver do what the service was told; false when it refuses.

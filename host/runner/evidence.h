@@ -13,11 +13,8 @@
 // What the driver held before the session is taken as it is.
 #pragma once
 
-#include <optional>
 #include <set>
-#include <string>
 
-#include "host/emulated_driver/driver_model.h"
 #include "host/runner/session_output.h"
 
 class Evidence {
@@ -33,7 +30,8 @@ class Evidence {
   StatusLines State();
 
  private:
-  std::string AskStatus();
+  // Asks for the driver's state, and also gives its lines; nothing when it is not told.
+  std::optional<DriverModel> Ask(StatusLines& lines);
   bool Follow(const Exchange& exchange);
 
   const std::string mControlPath;

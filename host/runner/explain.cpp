@@ -3,14 +3,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <type_traits>
 
 #include "config/link_configuration.h"
 #include "host/coreutils/toml_config.h"
-#include "host/emulated_driver/emulated_driver.h"
-#include "host/refusal.h"
 #include "host/runner/commands.h"
-#include "host/runner/output_file.h"
 #include "host/runner/private_directory.h"
 #include "host/runner/session.h"
 #include "host/runner/why_not_open.h"
@@ -21,31 +17,27 @@ namespace {
 using Lines = std::vector<std::string>;
 
 bool IsRateMask(const std::string& text) {
-  return text.size() >= 3 && text.size() <= 10 &&
-         (text.starts_with("0x") || text.starts_with("0X")) &&
-         text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
+  return text.size() <= 10 && (text.starts_with("0x") || text.starts_with("0X")) &&
+         ParseNumber(text.substr(2), UINT32_MAX, 16);
 }
 
 // What is allowed as a setting's value, but may not be what its writer meant; empty when nothing
 // is.
-std::string Surprise(TomlConfig& /*config*/, const std::string& /*name*/, int32_t value) {
-  return value >= 0
-             ? ""
-             : fmt::format("{} reaches the driver as {}", value, static_cast<uint32_t>(value));
-}
-
-std::string Surprise(TomlConfig& config, const std::string& name, bool value) {
-  const bool noNode = config.TextAsSet(SettingKey("wlanUnitTestTargetNode")).empty();
-  return name == "disableRRA" && value && noNode ? "apply fails without a wlanUnitTestTargetNode"
-                                                 : "";
-}
-
 std::string Surprise(TomlConfig& config, const std::string& name, const std::string& value) {
+  const std::string text = config.TextAsSet(SettingKey(name));
   if (name.ends_with("mask") && !IsRateMask(value)) {
     return fmt::format("\"{}\" is not a mask of 0x and 1 to 8 hexadecimal digits", value);
   }
-  if (name.ends_with("Node") && config.TextAsSet(SettingKey(name)) != value) {
+  if (name.ends_with("Node") && text != value) {
     return fmt::format("reaches the service in lower case, as \"{}\"", value);
+  }
+  if (name == "disableRRA" && value == "true" &&
+      config.TextAsSet(SettingKey("wlanUnitTestTargetNode")).empty()) {
+    return "apply fails without a wlanUnitTestTargetNode";
+  }
+  if (text.empty() && value.starts_with('-')) {
+    return fmt::format("{} reaches the driver as {}", value,
+                       static_cast<uint32_t>(std::stoi(value)));
   }
   return "";
 }
@@ -60,10 +52,11 @@ Lines ShowSettings(const std::string& file, TomlConfig& config, LinkConfiguratio
     config.getProperty(SettingKey(name), value);
     const std::string origin = config.OriginOf(SettingKey(name));
     constexpr bool kIsText = std::is_same_v<std::decay_t<decltype(value)>, std::string>;
-    Print("  {:24} {:16} {}\n", name, Visible(fmt::format(kIsText ? "\"{}\"" : "{}", value)),
+    const std::string shown = fmt::format("{}", value);
+    Print("  {:24} {:16} {}\n", name, Visible(kIsText ? '"' + shown + '"' : shown),
           origin.empty() ? "default" : Visible(origin));
     anySet = anySet || !origin.empty();
-    const std::string surprise = Surprise(config, name, value);
+    const std::string surprise = Surprise(config, name, shown);
     if (!surprise.empty()) {
       surprises.push_back(fmt::format("{}: {}: {}", origin, name, surprise));
     }
@@ -132,18 +125,18 @@ void PlaySettings(const std::string& interface, TomlConfig& config, const std::s
 
 }  // namespace
 
-ExitStatus Explain(const ExplainOptions& options) {
+ExitStatus Explain(const std::string& file, const std::string& interface) {
   TomlConfig config;
-  const Lines problems = config.Load(options.file);
+  const Lines problems = config.Load(file);
   LinkConfiguration settings;
-  const Lines surprises = ShowSettings(options.file, config, settings);
+  const Lines surprises = ShowSettings(file, config, settings);
   if (!settings.wpaifPath.empty()) {
-    const std::string path = settings.wpaifPath + "/" + options.interface;
+    const std::string path = settings.wpaifPath + "/" + interface;
     const std::string why = WhyNotOpen(path);
     PrintList("wlc run with it uses the supplicant at " + path + ", unless --emulated is given",
               {why.empty() ? "a supplicant listens there" : why});
   }
-  PlaySettings(options.interface, config, settings.wlanUnitTestTargetNode);
+  PlaySettings(interface, config, settings.wlanUnitTestTargetNode);
   PrintList("May surprise", surprises);
   PrintList("Wrong: wlc run does not start with this file, and the values are not in force",
             problems);

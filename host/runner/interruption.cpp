@@ -1,6 +1,5 @@
 #include "host/runner/interruption.h"
 
-#include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "host/coreutils/lower_case.h"
 #include "host/runner/output_file.h"
 #include "host/runner/session_output.h"
 #include "host/visible.h"
@@ -35,9 +36,8 @@ Json AsJson(const Exchange& exchange) {
 Json Parameters(const Command& command) {
   Json parameters = Json::object();
   for (size_t i = 0; i < command.form->parameters.size(); ++i) {
-    std::string name(command.form->parameters[i].name);
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return c == ' ' ? '_' : std::tolower(c); });
+    std::string name = LowerCase(std::string(command.form->parameters[i].name));
+    std::replace(name.begin(), name.end(), ' ', '_');
     parameters[name] = command.values[i];
   }
   return parameters;
@@ -79,17 +79,13 @@ class JsonOutput : public SessionOutput {
   }
 
   void OnFinish(const SessionEnd& end) override {
-    Json driver = Json::object();
-    for (const auto& [key, value] : end.state) {
-      driver[key] = value;
-    }
     Json faults = Json::array();
     for (const FaultCount& fault : end.faults) {
       faults.push_back({{"rule", fault.rule}, {"fired", fault.fired}});
     }
     Write({{"kind", "end"},
            {"interrupted", end.interrupted},
-           {"driver", driver},
+           {"driver", Json::object_t(end.state.begin(), end.state.end())},
            {"faults", faults}});
   }
 

@@ -1,11 +1,8 @@
 #include "host/runner/log_sink.h"
 
 #include <android/log.h>
-#include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <sstream>
 
 #include "framework/log_level.h"
 #include "host/runner/output_file.h"
@@ -20,11 +17,10 @@ const SessionOutputs* gOutputs = nullptr;
 // The service's own texts have several lines. Those that follow are indented, so that no text from
 // outside looks like a line of the log.
 std::string Shown(const std::string& text) {
-  std::istringstream lines(text);
   std::string shown;
-  for (std::string line; std::getline(lines, line);) {
-    line.erase(0, line.find_first_not_of('\t'));
-    shown += (shown.empty() ? "" : "\n    ") + Visible(line);
+  for (const std::string_view line : SplitWords(text, '\n')) {
+    const size_t begin = std::min(line.find_first_not_of('\t'), line.size());
+    shown += (shown.empty() ? "" : "\n    ") + Visible(line.substr(begin));
   }
   return shown;
 }

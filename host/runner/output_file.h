@@ -11,8 +11,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <string>
-#include <string_view>
 
 class OutputFile {
  public:

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
-#include <string>
 
 #include "host/refusal.h"
 

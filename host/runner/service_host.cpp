@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -23,28 +22,25 @@ void SetDiscovery(const std::string& interface, const std::string& selfIp,
 }
 
 ServiceHost::ServiceHost(const std::string& library, nuvrel::ConfigParser& config)
-    : mPath(library), mLibrary(dlopen(library.c_str(), RTLD_NOW), &dlclose) {
+    : mLibrary(dlopen(library.c_str(), RTLD_NOW), &dlclose) {
   if (!mLibrary) {
     throw Refusal("cannot load the service: {}; name it with --library PATH", dlerror());
   }
-  Find<void*>("ReleaseWirelessLinkConfigService");
+  void* const release = dlsym(mLibrary.get(), "ReleaseWirelessLinkConfigService");
+  void* const create =
+      release == nullptr ? nullptr : dlsym(mLibrary.get(), "CreateWirelessLinkConfigService");
+  if (create == nullptr) {
+    throw Refusal("{} is not the service: it lacks an entry point ({})", library, dlerror());
+  }
+  mRelease = reinterpret_cast<int (*)(void*)>(release);
   ServiceCreateParams params{this, &config};
-  Find<void (*)(void**, void*)>("CreateWirelessLinkConfigService")(&mService, &params);
+  reinterpret_cast<void (*)(void**, void*)>(create)(&mService, &params);
   if (mService == nullptr) {
     throw Refusal("{} did not create a service", library);
   }
 }
 
-ServiceHost::~ServiceHost() { Find<int (*)(void*)>("ReleaseWirelessLinkConfigService")(mService); }
-
-template <typename Function>
-Function ServiceHost::Find(const char* name) const {
-  void* symbol = dlsym(mLibrary.get(), name);
-  if (symbol == nullptr) {
-    throw Refusal("{} is not the service: it lacks an entry point ({})", mPath, dlerror());
-  }
-  return reinterpret_cast<Function>(symbol);
-}
+ServiceHost::~ServiceHost() { mRelease(mService); }
 
 std::optional<int32_t> ServiceHost::Send(NuvrelPkt_t request) {
   constexpr uint8_t kStatusMessage = 8;

@@ -7,10 +7,8 @@
 // process has one service. Not thread-safe.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "framework/config_parser.h"
 #include "framework/nuvrel_connection.h"
@@ -32,8 +30,6 @@ class ServiceHost : private INuvrelConnection {
   ServiceHost(const std::string& library, nuvrel::ConfigParser& config);
   // Releases the service, which tears itself down, and unloads the library.
   ~ServiceHost() override;
-  ServiceHost(const ServiceHost&) = delete;
-  ServiceHost& operator=(const ServiceHost&) = delete;
 
   // Sends one request and waits for it. The status from its reply, or nothing when no proper reply
   // came before the service returned.
@@ -41,11 +37,9 @@ class ServiceHost : private INuvrelConnection {
 
  private:
   int SendPacket(NuvrelPkt_t* record, void* extra) override;
-  template <typename Function>
-  Function Find(const char* name) const;
 
-  const std::string mPath;
   std::unique_ptr<void, int (*)(void*)> mLibrary;
+  int (*mRelease)(void*) = nullptr;
   void* mService = nullptr;  // the library's
   std::optional<NuvrelPkt_t> mReply;
 };

@@ -3,11 +3,10 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <vector>
+#include <set>
 
 #include "host/emulated_driver/control_socket.h"
 #include "host/wpa_cli_wrapper/control_client.h"
@@ -17,14 +16,13 @@ namespace {
 // Where the socket should be, and which are there in its place.
 std::string NoSocket(const std::filesystem::path& path) {
   const std::string directory = path.parent_path();
-  std::vector<std::string> sockets;
+  std::set<std::string> sockets;
   std::error_code failed;
   for (const auto& entry : std::filesystem::directory_iterator(directory, failed)) {
     if (entry.is_socket(failed)) {
-      sockets.push_back(entry.path().filename());
+      sockets.insert(entry.path().filename());
     }
   }
-  std::sort(sockets.begin(), sockets.end());
   return fmt::format("there is no socket {}; {}", path.string(),
                      sockets.empty()
                          ? "is a supplicant running with ctrl_interface=" + directory + "?"
