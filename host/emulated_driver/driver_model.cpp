@@ -1,15 +1,21 @@
 #include "host/emulated_driver/driver_model.h"
 
 #include <arpa/inet.h>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
 
+#include "host/refusal.h"
+
 namespace {
 
-constexpr uint32_t kMaxServiceClassId = 31;
+constexpr uint32_t kMaxServiceClassId = 31;  // of a command's
 constexpr uint32_t kMaxPort = 65535;
+constexpr uint32_t kMaxDscp = 63;
+constexpr std::string_view kClassHeading =
+    "(service_class_id, buffer_latency_tolerance, app_ind_default_dscp, app_ind_special_dscp)";
+
+using Values = std::vector<std::string_view>;
 
 // Thrown when a command cannot be carried out; Execute answers FAIL to it.
 struct Refused {};
@@ -34,20 +40,34 @@ uint32_t Mask(std::string_view text) {
 // An address and a port, as a policy's flow has them.
 std::string Endpoint(std::string_view address, std::string_view port) {
   in_addr parsed{};
-  Require(inet_pton(AF_INET, std::string(address).c_str(), &parsed) == 1 && Number(port) != 0);
+  Require(address.find('\0') == std::string_view::npos && Number(port) != 0 &&
+          inet_pton(AF_INET, std::string(address).c_str(), &parsed) == 1);
   return fmt::format("{}:{}", address, Number(port, kMaxPort));
+}
+
+ServiceClass ServiceClassFrom(const Values& values, uint32_t maxId) {
+  Require(values.size() == 4);
+  return {Number(values[0], maxId), Number(values[1]), Number(values[2], kMaxDscp),
+          Number(values[3], kMaxDscp)};
 }
 
 std::string PolicyKey(std::string_view cookie) { return fmt::format("policy[{}]", cookie); }
 
+StatusLines::iterator FindPolicy(StatusLines& policies, std::string_view cookie) {
+  const auto found =
+      std::find_if(policies.begin(), policies.end(),
+                   [key = PolicyKey(cookie)](const auto& policy) { return policy.first == key; });
+  Require(found != policies.end());
+  return found;
+}
+
 // The words of `command` at the "%" of `form`, if it has the form's words everywhere else.
-std::optional<std::vector<std::string_view>> MatchForm(
-    std::string_view form, const std::vector<std::string_view>& command) {
-  const std::vector<std::string_view> words = SplitWords(form);
+std::optional<Values> MatchForm(std::string_view form, const Values& command) {
+  const Values words = SplitWords(form);
   if (words.size() != command.size()) {
     return std::nullopt;
   }
-  std::vector<std::string_view> values;
+  Values values;
   for (size_t i = 0; i < words.size(); ++i) {
     if (words[i] == "%") {
       values.push_back(command[i]);
@@ -56,11 +76,6 @@ std::optional<std::vector<std::string_view>> MatchForm(
     }
   }
   return values;
-}
-
-// A NUL or another control character could hide what follows it from the parsers of values.
-bool IsPrintable(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 }  // namespace
@@ -82,24 +97,94 @@ std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max, int bas
   return error == std::errc() && stop == end && value <= max ? std::optional(value) : std::nullopt;
 }
 
+ServiceClass ParseServiceClass(const std::string& text) {
+  std::vector<std::string_view> numbers = SplitWords(text, ':');
+  if (numbers.size() == 2) {
+    numbers.insert(numbers.end(), {"46", "40"});
+  }
+  try {
+    return ServiceClassFrom(numbers, UINT8_MAX);
+  } catch (const Refused&) {
+    throw Refusal(
+        "service class \"{}\": write ID:LATENCY or ID:LATENCY:DEFAULT:SPECIAL, an ID from 0 to {} "
+        "and two DSCP values from 0 to {}",
+        text, UINT8_MAX, kMaxDscp);
+  }
+}
+
 std::vector<ServiceClass> DefaultServiceClasses() {
   return {{0, 10, 46, 40}, {1, 20, 46, 40}, {3, 50, 34, 32}};
 }
 
-const DriverModel::Form DriverModel::kForms[9] = {
-    {"SET_LATENCY_MODE %", &DriverModel::SetLatencyMode},
-    {"TSF_CONFIG TSF_SYNC_START %", &DriverModel::StartTsf},
-    {"TSF_CONFIG TSF_SYNC_STOP", &DriverModel::StopTsf},
-    {"SET_TX_RATEMASK PHYMODE % RATEMASK %", &DriverModel::SetRateMask},
-    {"SERVICE_CLASS_SHOW", &DriverModel::ShowServiceClasses},
+// A command's words, with "%" for a value, and what it does with the values: it changes the answer
+// where that is not "OK\n", or changes nothing and throws Refused.
+struct DriverModel::Command {
+  std::string_view form;
+  void (*carryOut)(DriverModel& driver, const Values& values, DriverAnswer& answer);
+
+  static const Command kAll[9];
+};
+
+const DriverModel::Command DriverModel::Command::kAll[9] = {
+    {"SET_LATENCY_MODE %",
+     [](DriverModel& driver, const Values& values, DriverAnswer&) {
+       driver.Set("latency_mode", fmt::to_string(Number(values[0])));
+     }},
+    {"TSF_CONFIG TSF_SYNC_START %",
+     [](DriverModel& driver, const Values& values, DriverAnswer&) {
+       driver.Set("tsf_sync_interval", fmt::to_string(Number(values[0])));
+       driver.Set("tsf", "on");
+     }},
+    {"TSF_CONFIG TSF_SYNC_STOP",
+     [](DriverModel& driver, const Values&, DriverAnswer&) { driver.Set("tsf", "off"); }},
+    {"SET_TX_RATEMASK PHYMODE % RATEMASK %",
+     [](DriverModel& driver, const Values& values, DriverAnswer&) {
+       const uint32_t phyMode = Number(values[0]);
+       driver.Set("tx_ratemask", fmt::format("0x{:08X}", Mask(values[1])));
+       driver.Set("tx_ratemask_phymode", fmt::to_string(phyMode));
+     }},
+    {"SERVICE_CLASS_SHOW",
+     [](DriverModel& driver, const Values&, DriverAnswer& answer) {
+       const auto& classes = driver.mServiceClasses;
+       answer.events = {fmt::format("{} svc_count:{}", kEventPrefix, classes.size())};
+       std::string list = fmt::format("{} {}", kEventPrefix, kClassHeading);
+       for (const auto& [id, one] : classes) {
+         list +=
+             fmt::format(" ({}, {}, {}, {})", id, one.latency, one.defaultDscp, one.specialDscp);
+       }
+       if (!classes.empty()) {
+         answer.events.push_back(list);
+       }
+     }},
     {"SERVICE_CLASS_ADD service_class_id % buffer_latency_tolerance % app_ind_default_dscp % "
      "app_ind_special_dscp %",
-     &DriverModel::AddServiceClass},
+     [](DriverModel& driver, const Values& values, DriverAnswer&) {
+       const ServiceClass added = ServiceClassFrom(values, kMaxServiceClassId);
+       Require(driver.mServiceClasses.try_emplace(added.id, added).second);
+     }},
     {"POLICY_ADD policy_type ipv4 src_ip % dst_ip % src_port % dst_port % proto udp "
      "service_class_id %",
-     &DriverModel::AddPolicy},
-    {"POLICY_UPDATE cookie % service_class_id %", &DriverModel::UpdatePolicy},
-    {"POLICY_DELETE cookie %", &DriverModel::DeletePolicy},
+     [](DriverModel& driver, const Values& values, DriverAnswer& answer) {
+       const std::string flow = fmt::format("src {} dst {} class ", Endpoint(values[0], values[2]),
+                                            Endpoint(values[1], values[3]));
+       Require(driver.mServiceClasses.contains(Number(values[4])));
+       for (const auto& [key, policy] : driver.mPolicies) {
+         Require(!policy.starts_with(flow));
+       }
+       const std::string cookie = fmt::format("p{}", ++driver.mLastCookie);
+       driver.mPolicies.emplace_back(PolicyKey(cookie), flow + fmt::to_string(Number(values[4])));
+       answer.reply = fmt::format("cookie={}\n", cookie);
+     }},
+    {"POLICY_UPDATE cookie % service_class_id %",
+     [](DriverModel& driver, const Values& values, DriverAnswer&) {
+       std::string& policy = FindPolicy(driver.mPolicies, values[0])->second;
+       Require(driver.mServiceClasses.contains(Number(values[1])));
+       policy = policy.substr(0, policy.rfind(' ') + 1) + fmt::to_string(Number(values[1]));
+     }},
+    {"POLICY_DELETE cookie %",
+     [](DriverModel& driver, const Values& values, DriverAnswer&) {
+       driver.mPolicies.erase(FindPolicy(driver.mPolicies, values[0]));
+     }},
 };
 
 DriverModel::DriverModel(const std::vector<ServiceClass>& serviceClasses) {
@@ -110,8 +195,8 @@ DriverModel::DriverModel(const std::vector<ServiceClass>& serviceClasses) {
 
 std::vector<std::string_view> DriverModel::CommandNames() {
   std::vector<std::string_view> names;
-  for (const Form& form : kForms) {
-    for (const std::string_view word : SplitWords(form.text)) {
+  for (const Command& command : Command::kAll) {
+    for (const std::string_view word : SplitWords(command.form)) {
       if (word.find('_') != std::string_view::npos && word[0] >= 'A' && word[0] <= 'Z' &&
           std::find(names.begin(), names.end(), word) == names.end()) {
         names.push_back(word);
@@ -133,84 +218,14 @@ bool DriverModel::Follow(std::string_view command, const std::string& cookie) {
 DriverAnswer DriverModel::Execute(std::string_view command) {
   const std::vector<std::string_view> words = SplitWords(command);
   try {
-    for (const Form& form : kForms) {
-      if (const auto values = MatchForm(form.text, words)) {
-        Require(IsPrintable(command));
+    for (const Command& each : Command::kAll) {
+      if (const auto values = MatchForm(each.form, words)) {
         DriverAnswer answer;
-        (this->*form.operation)(*values, answer);
+        each.carryOut(*this, *values, answer);
         return answer;
       }
     }
   } catch (const Refused&) {  // answered below, as an unknown command is
   }
   return {std::string(kReplyFail)};
-}
-
-void DriverModel::SetLatencyMode(const Values& values, DriverAnswer& /*answer*/) {
-  Set("latency_mode", fmt::to_string(Number(values[0])));
-}
-
-void DriverModel::StartTsf(const Values& values, DriverAnswer& /*answer*/) {
-  Set("tsf_sync_interval", fmt::to_string(Number(values[0])));
-  Set("tsf", "on");
-}
-
-void DriverModel::StopTsf(const Values& /*values*/, DriverAnswer& /*answer*/) { Set("tsf", "off"); }
-
-void DriverModel::SetRateMask(const Values& values, DriverAnswer& /*answer*/) {
-  const uint32_t phyMode = Number(values[0]);
-  Set("tx_ratemask", fmt::format("0x{:08X}", Mask(values[1])));
-  Set("tx_ratemask_phymode", fmt::to_string(phyMode));
-}
-
-void DriverModel::ShowServiceClasses(const Values& /*values*/, DriverAnswer& answer) {
-  answer.events.push_back(fmt::format("{} svc_count:{}", kEventPrefix, mServiceClasses.size()));
-  std::string classes =
-      "(service_class_id, buffer_latency_tolerance, app_ind_default_dscp, app_ind_special_dscp)";
-  for (const auto& [id, one] : mServiceClasses) {
-    classes += fmt::format(" ({}, {}, {}, {})", id, one.latency, one.defaultDscp, one.specialDscp);
-  }
-  if (!mServiceClasses.empty()) {
-    answer.events.push_back(fmt::format("{} {}", kEventPrefix, classes));
-  }
-}
-
-void DriverModel::AddServiceClass(const Values& values, DriverAnswer& /*answer*/) {
-  const ServiceClass added{Number(values[0], kMaxServiceClassId), Number(values[1]),
-                           Number(values[2], kMaxDscp), Number(values[3], kMaxDscp)};
-  Require(mServiceClasses.try_emplace(added.id, added).second);
-}
-
-void DriverModel::AddPolicy(const Values& values, DriverAnswer& answer) {
-  const std::string flow = fmt::format("src {} dst {} class ", Endpoint(values[0], values[2]),
-                                       Endpoint(values[1], values[3]));
-  const uint32_t serviceClass = KnownClass(values[4]);
-  Require(std::none_of(mPolicies.begin(), mPolicies.end(),
-                       [&](const auto& policy) { return policy.second.starts_with(flow); }));
-  const std::string cookie = fmt::format("p{}", ++mLastCookie);
-  mPolicies.emplace_back(PolicyKey(cookie), flow + fmt::to_string(serviceClass));
-  answer.reply = fmt::format("cookie={}\n", cookie);
-}
-
-void DriverModel::UpdatePolicy(const Values& values, DriverAnswer& /*answer*/) {
-  std::string& policy = FindPolicy(values[0])->second;
-  const uint32_t serviceClass = KnownClass(values[1]);
-  policy = policy.substr(0, policy.rfind(' ') + 1) + fmt::to_string(serviceClass);
-}
-
-void DriverModel::DeletePolicy(const Values& values, DriverAnswer& /*answer*/) {
-  mPolicies.erase(FindPolicy(values[0]));
-}
-
-uint32_t DriverModel::KnownClass(std::string_view id) const {
-  Require(mServiceClasses.contains(Number(id)));
-  return Number(id);
-}
-
-StatusLines::iterator DriverModel::FindPolicy(std::string_view cookie) {
-  const auto found =
-      std::find_if(mPolicies.begin(), mPolicies.end(),
-                   [key = PolicyKey(cookie)](const auto& each) { return each.first == key; });
-  Require(found != mPolicies.end());
-  return found;
 }

@@ -31,11 +31,9 @@ std::vector<std::string_view> SplitWords(std::string_view text, char separator =
 std::optional<uint32_t> ParseNumber(std::string_view text, uint32_t max = UINT32_MAX,
                                     int base = 10);
 
-inline constexpr uint32_t kMaxDscp = 63;
-
 // The keys and values of a STATUS, in its order: {"latency_mode", "2"} and so on.
 using StatusLines = std::vector<std::pair<std::string, std::string>>;
-StatusLines SplitStatus(const std::string& status);
+StatusLines SplitStatus(std::string_view status);
 
 struct ServiceClass {
   uint32_t id;           // 0 to 31 when added by a command
@@ -63,7 +61,7 @@ class DriverModel {
 
   // A driver in the state that `status` tells, or nothing when that is not of this form. `status`
   // may be cut behind any line.
-  static std::optional<DriverModel> FromStatus(const std::string& status);
+  static std::optional<DriverModel> FromStatus(std::string_view status);
   // The words that name the commands, such as TSF_CONFIG and TSF_SYNC_START.
   static std::vector<std::string_view> CommandNames();
 
@@ -90,31 +88,8 @@ class DriverModel {
   StatusLines Lines() const;
 
  private:
-  // The words of a command in the places where its form has a "%".
-  using Values = std::vector<std::string_view>;
-  // Carries out one command of its form and changes the answer where it is not "OK\n"; or changes
-  // nothing and throws Refused.
-  using Operation = void (DriverModel::*)(const Values&, DriverAnswer&);
-  struct Form {
-    std::string_view text;
-    Operation operation;
-  };
-
-  void SetLatencyMode(const Values& values, DriverAnswer& answer);
-  void StartTsf(const Values& values, DriverAnswer& answer);
-  void StopTsf(const Values& values, DriverAnswer& answer);
-  void SetRateMask(const Values& values, DriverAnswer& answer);
-  void ShowServiceClasses(const Values& values, DriverAnswer& answer);
-  void AddServiceClass(const Values& values, DriverAnswer& answer);
-  void AddPolicy(const Values& values, DriverAnswer& answer);
-  void UpdatePolicy(const Values& values, DriverAnswer& answer);
-  void DeletePolicy(const Values& values, DriverAnswer& answer);
-
+  struct Command;
   bool Set(std::string_view key, std::string_view value);  // false: there is no such setting
-  uint32_t KnownClass(std::string_view id) const;
-  StatusLines::iterator FindPolicy(std::string_view cookie);
-
-  static const Form kForms[9];
 
   StatusLines mSettings = {{"latency_mode", "1"},
                            {"tx_ratemask_phymode", "3"},

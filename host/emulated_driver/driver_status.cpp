@@ -1,26 +1,23 @@
-// The driver's state as its STATUS tells it, and a service class as a person writes it.
+// The driver's state as its STATUS tells it.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
 
 #include "host/emulated_driver/driver_model.h"
-#include "host/refusal.h"
 
-StatusLines SplitStatus(const std::string& status) {
+StatusLines SplitStatus(std::string_view status) {
   StatusLines lines;
-  std::istringstream text(status);
-  for (std::string line; std::getline(text, line);) {
+  for (const std::string_view line : SplitWords(status, '\n')) {
     const size_t equals = line.find('=');
-    if (equals != std::string::npos) {
+    if (equals != std::string_view::npos) {
       lines.emplace_back(line.substr(0, equals), line.substr(equals + 1));
     }
   }
   return lines;
 }
 
-std::optional<DriverModel> DriverModel::FromStatus(const std::string& status) {
+std::optional<DriverModel> DriverModel::FromStatus(std::string_view status) {
   DriverModel model(std::vector<ServiceClass>{});
   bool known = false;
   for (const auto& [key, value] : SplitStatus(status)) {
@@ -68,29 +65,4 @@ std::string DriverModel::Status() const {
     status += fmt::format("{}={}\n", key, value);
   }
   return status;
-}
-
-ServiceClass ParseServiceClass(const std::string& text) {
-  ServiceClass parsed{0, 0, 46, 40};
-  const struct {
-    uint32_t& value;
-    uint32_t max;
-  } fields[] = {{parsed.id, UINT8_MAX},
-                {parsed.latency, UINT32_MAX},
-                {parsed.defaultDscp, kMaxDscp},
-                {parsed.specialDscp, kMaxDscp}};
-  const auto numbers = SplitWords(text, ':');
-  bool good = numbers.size() == 2 || numbers.size() == std::size(fields);
-  for (size_t i = 0; good && i < numbers.size(); ++i) {
-    const auto number = ParseNumber(numbers[i], fields[i].max);
-    good = number.has_value();
-    fields[i].value = number.value_or(0);
-  }
-  if (!good) {
-    throw Refusal(
-        "service class \"{}\": write ID:LATENCY or ID:LATENCY:DEFAULT:SPECIAL, an ID from 0 to {} "
-        "and two DSCP values from 0 to {}",
-        text, UINT8_MAX, kMaxDscp);
-  }
-  return parsed;
 }
