@@ -22,13 +22,8 @@
 namespace {
 
 constexpr size_t kMaxCommand = 8192;
-constexpr int kMaxFailures = 10;
 constexpr size_t kMaxQueued = 2000;
 constexpr int kQueueMs = 20;
-
-bool IsFileName(const std::string& name) {
-  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-}
 
 sockaddr_un AddressOf(const std::string& path) {
   sockaddr_un address{};
@@ -37,18 +32,17 @@ sockaddr_un AddressOf(const std::string& path) {
   return address;
 }
 
-// 0 when there is no such file.
-ino_t FileSerial(const std::string& path) {
+// All 0 when there is no such file.
+struct stat FileStatus(const std::string& path) {
   struct stat status {};
-  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+  lstat(path.c_str(), &status);
+  return status;
 }
 
 int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
 
 bool IsDeadSocket(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode) &&
-         ConnectError(path) == ECONNREFUSED;
+  return S_ISSOCK(FileStatus(path).st_mode) && ConnectError(path) == ECONNREFUSED;
 }
 
 }  // namespace
@@ -56,9 +50,8 @@ bool IsDeadSocket(const std::string& path) {
 int ConnectError(const std::string& path) {
   const int probe = OpenDatagramSocket();
   const sockaddr_un address = AddressOf(path);
-  const bool connected =
-      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-  const int error = connected ? 0 : errno;
+  const int result = connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  const int error = result == 0 ? 0 : errno;
   close(probe);
   return error;
 }
@@ -69,9 +62,6 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
   Close();
   mDirectory = directory;
   mPath = directory + "/" + interface;
-  if (!IsFileName(interface)) {
-    throw Refusal("interface \"{}\" is no interface name: give one such as wlan0", interface);
-  }
   if (mPath.size() > kMaxSocketPath) {
     throw Refusal(
         "control socket {}: the path has {} bytes, a socket's may have {}: use a shorter "
@@ -79,43 +69,40 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
         mPath, mPath.size(), kMaxSocketPath);
   }
   mMadeDirectory = mkdir(directory.c_str(), S_IRWXU | S_IRWXG) == 0;
-  mDescriptor = Bind();
-  if (mDescriptor < 0) {
+  if (const int error = Bind(mDescriptor); error != 0) {
     throw Refusal(
         "control socket {}: {}", mPath,
-        errno == EADDRINUSE
+        error == EADDRINUSE
             ? "in use: stop its owner, or choose another directory or interface"
             : fmt::format("{}: its directory must be writable, or be missing where one can be made",
-                          std::strerror(errno)));
+                          std::strerror(error)));
   }
 }
 
-// A socket bound to mPath, or -1 with errno. The lock makes the second of two that find the same
+// Binds a new socket to mPath; 0 or the errno. The lock makes the second of two that find the same
 // dead socket wait, and then find the first one's.
-int ControlSocket::Bind() {
+int ControlSocket::Bind(int& descriptor) {
   const int directory = open(mDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   flock(directory, LOCK_EX);
   if (IsDeadSocket(mPath)) {
     unlink(mPath.c_str());
   }
   const sockaddr_un address = AddressOf(mPath);
-  int descriptor = OpenDatagramSocket();
-  const bool bound =
-      bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-  const int cause = errno;
-  if (bound) {
-    mFileSerial = FileSerial(mPath);
+  descriptor = OpenDatagramSocket();
+  const int result = bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  const int error = result == 0 ? 0 : errno;
+  if (error == 0) {
+    mFileSerial = FileStatus(mPath).st_ino;
   } else {
     close(std::exchange(descriptor, -1));
   }
   close(directory);
-  errno = cause;
-  return descriptor;
+  return error;
 }
 
 // Called while the socket is open: no other file gets its file's serial number before it is closed.
 void ControlSocket::RemoveFile() {
-  if (FileSerial(mPath) == mFileSerial) {
+  if (FileStatus(mPath).st_ino == mFileSerial) {
     unlink(mPath.c_str());
   }
 }
@@ -123,8 +110,7 @@ void ControlSocket::RemoveFile() {
 void ControlSocket::Reopen() {
   if (mAnew < 0) {
     RemoveFile();
-    mAnew = Bind();
-    shutdown(mAnew >= 0 ? mDescriptor : -1, SHUT_RD);
+    shutdown(Bind(mAnew) == 0 ? mDescriptor : -1, SHUT_RD);
   }
 }
 
@@ -179,21 +165,14 @@ std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
 bool ControlSocket::Send(const PeerAddress& to, std::string_view text) {
   sockaddr_un address{};
   to.copy(reinterpret_cast<char*>(&address), sizeof(address));
-  if (sendto(mDescriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-             reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(to.size())) >= 0) {
-    return true;
-  }
-  const int cause = errno;
-  if (cause == EAGAIN || cause == ENOBUFS) {
+  const bool sent =
+      sendto(mDescriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(to.size())) >= 0;
+  if (!sent && (errno == EAGAIN || errno == ENOBUFS)) {
     Reopen();
   }
-  errno = cause;
-  return false;
+  return sent;
 }
-
-void ControlSocket::Attach(const PeerAddress& peer) { mAttached.try_emplace(peer, 0); }
-
-bool ControlSocket::Detach(const PeerAddress& peer) { return mAttached.erase(peer) != 0; }
 
 bool ControlSocket::IsHalfFull() const {
   int unread = 0;
@@ -213,19 +192,6 @@ void ControlSocket::SendToAttached(std::string_view text) {
 
 void ControlSocket::SendQueued() {
   for (; !mQueue.empty() && !IsHalfFull(); mQueue.pop_front()) {
-    SendNow(mQueue.front());
-  }
-}
-
-void ControlSocket::SendNow(std::string_view text) {
-  for (auto peer = mAttached.begin(); peer != mAttached.end();) {
-    int& failures = peer->second;
-    if (Send(peer->first, text)) {
-      failures = 0;
-    } else if (errno == ENOENT || errno == EPERM || ++failures > kMaxFailures) {
-      peer = mAttached.erase(peer);  // EPERM: connected to the socket before it was opened anew
-      continue;
-    }
-    ++peer;
+    std::erase_if(mAttached, [&](const auto& peer) { return !Send(peer, mQueue.front()); });
   }
 }
