@@ -16,15 +16,13 @@
 
 class Listener {
  public:
-  Listener() = default;
   ~Listener() { Stop(); }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
 
-  // Reads from `client`, which is attached, until Stop. Throws std::system_error when no thread can
-  // be started. Start and Stop are called by one thread at a time, Start when stopped.
+  // Stops, and reads from `client`, which is attached, until the next Stop. Start and Stop are
+  // called by one thread at a time.
   void Start(std::unique_ptr<ControlClient> client) EXCLUDES(mLock);
-  // Ends the thread and every wait, closes the client and drops what has arrived.
+  // Ends the thread and every wait, closes the client and drops what has arrived. A wait that has
+  // not noticed by the next Start goes on with what that one's client receives.
   void Stop() EXCLUDES(mLock);
 
   // Waits at most `limit` for a message that begins with `prefix`, which replaces `message`; those
@@ -40,9 +38,8 @@ class Listener {
   void TakeArrived() REQUIRES(mLock);
 
   std::mutex mLock;
-  std::condition_variable_any mChanged;  // notified when one of the next three has changed
+  std::condition_variable_any mChanged;  // notified when one of the next two has changed
   std::unique_ptr<ControlClient> mClient GUARDED_BY(mLock);  // null when stopped
-  uint64_t mStops GUARDED_BY(mLock) = 0;
   std::deque<std::string> mMessages GUARDED_BY(mLock);
   std::thread mThread;
 };

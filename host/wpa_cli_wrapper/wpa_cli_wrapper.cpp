@@ -8,15 +8,7 @@
 #pragma GCC visibility pop
 
 #include <algorithm>
-#include <memory>
-#include <mutex>
-#include <new>
-#include <system_error>
-#include <thread>
-#include <utility>
 
-#include "framework/thread_annotations.h"
-#include "host/wpa_cli_wrapper/control_client.h"
 #include "host/wpa_cli_wrapper/listener.h"
 
 namespace {
@@ -44,7 +36,7 @@ class CtrlWrapper : public WpaCliWrapper {
 
  private:
   void CloseAll() REQUIRES(mExchangeLock);
-  bool Connect() REQUIRES(mExchangeLock);
+  bool Connect(const std::string& path) REQUIRES(mExchangeLock);
   bool Reconnect() REQUIRES(mExchangeLock);
   int32_t Request(const std::string& command, std::string& reply) EXCLUDES(mExchangeLock);
 
@@ -60,20 +52,16 @@ void CtrlWrapper::CloseAll() {
   mListener.Stop();
 }
 
-// Puts new clients of mPath in place of those that there are.
-bool CtrlWrapper::Connect() {
-  auto commands = ControlClient::Open(mPath);
-  auto monitor = ControlClient::Open(mPath);
+// Puts new clients of `path` in place of those that there are, or leaves these.
+bool CtrlWrapper::Connect(const std::string& path) {
+  auto commands = ControlClient::Open(path);
+  auto monitor = ControlClient::Open(path);
   if (!commands || !monitor || !monitor->Attach()) {
     return false;
   }
-  mListener.Stop();
-  try {
-    mListener.Start(std::move(monitor));
-  } catch (const std::system_error&) {
-    return false;  // no thread can be started
-  }
+  mListener.Start(std::move(monitor));
   mCommands = std::move(commands);
+  mPath = path;
   return true;
 }
 
@@ -82,18 +70,13 @@ bool CtrlWrapper::Reconnect() {
   for (int i = 0; i < 10 && !ControlClient::Open(mPath); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  return Connect();
+  return Connect(mPath);
 }
 
 int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
   CloseAll();
-  mPath = path;
-  if (!Connect()) {
-    CloseAll();
-    return kNotSent;
-  }
-  return kDone;
+  return Connect(path) ? kDone : kNotSent;
 }
 
 int32_t CtrlWrapper::CloseCtrlInterface() {
@@ -121,12 +104,11 @@ int32_t CtrlWrapper::Request(const std::string& command, std::string& reply) {
 
 int32_t CtrlWrapper::ExecuteCommand(const std::string& command, const std::string& /*extra*/,
                                     std::string& reply, int32_t /*flag*/) {
-  if (!gObserver) {
-    return Request(command, reply);
-  }
   const Clock::time_point begin = Clock::now();
   const int32_t result = Request(command, reply);
-  gObserver({Exchange::Kind::kCommand, command, reply, result, begin, Clock::now()});
+  if (gObserver) {
+    gObserver({Exchange::Kind::kCommand, command, reply, result, begin, Clock::now()});
+  }
   return result;
 }
 
@@ -141,24 +123,13 @@ int32_t CtrlWrapper::GetResponse(std::string& message, const std::string& prefix
   return result;
 }
 
-std::mutex gHandleLock;
-// A handle that is never given back is closed at the process's end.
-std::unique_ptr<WpaCliWrapper> gHandle GUARDED_BY(gHandleLock);
+CtrlWrapper gWrapper;
 
 }  // namespace
 
-WpaCliWrapper* GetWpacliWrapperHandle() {
-  const std::lock_guard<std::mutex> lock(gHandleLock);
-  if (!gHandle) {
-    gHandle.reset(new (std::nothrow) CtrlWrapper);
-  }
-  return gHandle.get();
-}
+WpaCliWrapper* GetWpacliWrapperHandle() { return &gWrapper; }
 
-// The handle is closed and gone, however often it was asked for; no call on it may be under way.
-void ReleaseWpacliWrapperHandle() {
-  const std::lock_guard<std::mutex> lock(gHandleLock);
-  gHandle.reset();
-}
+// The handle is closed, however often it was asked for.
+void ReleaseWpacliWrapperHandle() { gWrapper.CloseCtrlInterface(); }
 
 void SetExchangeObserver(ExchangeObserver observer) { gObserver = std::move(observer); }
