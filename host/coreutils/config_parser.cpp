@@ -1,12 +1,15 @@
-// The lookups of the configuration object. A derived class fills its tables.
+// The log mask, and the lookups of the configuration object, whose tables a derived class fills.
 #pragma GCC visibility push(default)
 #include "framework/config_parser.h"
+#include "framework/log_level.h"
 #pragma GCC visibility pop
 
 #include <android/log.h>
 
-#include "framework/log_level.h"
 #include "host/coreutils/lower_case.h"
+
+// A process that sets nothing sees errors and warnings.
+uint32_t gNuvrelLogLevel = kNuvrelLogError | kNuvrelLogWarn;
 
 namespace nuvrel {
 namespace {
@@ -22,13 +25,12 @@ void Log(uint32_t mask, const std::string& key, const char* type, const std::str
 
 int ConfigParser::getProperty(const std::string& key, std::string& value) {
   const std::lock_guard<std::mutex> lock(mMutex);
-  const std::string lowerKey = LowerCase(key);
-  const auto found = mStrings.find(lowerKey);
+  const auto found = mStrings.find(LowerCase(key));
   if (found == mStrings.end()) {
     return -1;
   }
   // Paths keep their case, as the file system needs it; all other texts are given in lower case.
-  value = lowerKey.ends_with("path") ? found->second : LowerCase(found->second);
+  value = found->first.ends_with("path") ? found->second : LowerCase(found->second);
   Log(mLogMask, key, "string", value);
   return 0;
 }

@@ -69,55 +69,39 @@ std::string WrongSetting(const std::string& flatKey, const toml::node& node) {
   return wrong;
 }
 
-// Goes through a parsed file: puts what is right into the configuration and keeps what is wrong.
-class Reader {
- public:
-  Reader(const std::string& file, TomlConfig& config) : mFile(file), mConfig(config) {}
+// What is wrong with `node` as the value of `flatKey`, whose value so far comes from `earlier`.
+std::string Wrong(const std::string& flatKey, const toml::node& node, const std::string& file,
+                  const std::string& earlier) {
+  if (earlier.starts_with(file + ":")) {
+    return fmt::format("line {} sets the same key; case is ignored",
+                       earlier.substr(file.size() + 1));
+  }
+  if (flatKey.starts_with(kSettingPrefix)) {
+    return WrongSetting(flatKey, node);
+  }
+  const bool leadsToService = std::string(kSettingPrefix).starts_with(flatKey + ".");
+  return leadsToService ? "expected table, found " + NameOf(node.type()) : "";
+}
 
-  void Read(const toml::table& table, const std::string& prefix) {
-    for (const auto& [key, node] : table) {
-      const uint32_t line = key.source().begin.line;
-      const std::string flatKey = prefix + LowerCase(std::string(key.str()));
-      const std::string origin = fmt::format("{}:{}", mFile, line);
-      if (node.is_table() && !flatKey.starts_with(kSettingPrefix)) {
-        Read(*node.as_table(), flatKey + ".");
-      } else if (const std::string wrong = Wrong(flatKey, node); !wrong.empty()) {
-        mProblems.emplace(line, fmt::format("{}: {}: {}", origin, key.str(), wrong));
-      } else if (node.is_string()) {
-        mConfig.Set(flatKey, node.as_string()->get(), origin);
-      } else if (node.is_integer() || node.is_boolean()) {
-        mConfig.Set(flatKey, *node.value<int64_t>(), origin);
-      }
+// Puts what is right into `config` and what is wrong, by its line, into `problems`.
+void Read(const toml::table& table, const std::string& prefix, const std::string& file,
+          TomlConfig& config, std::multimap<uint32_t, std::string>& problems) {
+  for (const auto& [key, node] : table) {
+    const uint32_t line = key.source().begin.line;
+    const std::string flatKey = prefix + LowerCase(std::string(key.str()));
+    const std::string origin = fmt::format("{}:{}", file, line);
+    if (node.is_table() && !flatKey.starts_with(kSettingPrefix)) {
+      Read(*node.as_table(), flatKey + ".", file, config, problems);
+    } else if (const auto wrong = Wrong(flatKey, node, file, config.OriginOf(flatKey));
+               !wrong.empty()) {
+      problems.emplace(line, fmt::format("{}: {}: {}", origin, key.str(), wrong));
+    } else if (node.is_string()) {
+      config.Set(flatKey, node.as_string()->get(), origin);
+    } else if (node.is_integer() || node.is_boolean()) {
+      config.Set(flatKey, *node.value<int64_t>(), origin);
     }
   }
-
-  // In the order of the lines.
-  std::vector<std::string> Problems() const {
-    std::vector<std::string> problems;
-    for (const auto& [line, problem] : mProblems) {
-      problems.push_back(problem);
-    }
-    return problems;
-  }
-
- private:
-  std::string Wrong(const std::string& flatKey, const toml::node& node) const {
-    const std::string earlier = mConfig.OriginOf(flatKey);
-    if (earlier.starts_with(mFile + ":")) {
-      return fmt::format("line {} sets the same key; case is ignored",
-                         earlier.substr(mFile.size() + 1));
-    }
-    if (flatKey.starts_with(kSettingPrefix)) {
-      return WrongSetting(flatKey, node);
-    }
-    const bool leadsToService = std::string(kSettingPrefix).starts_with(flatKey + ".");
-    return leadsToService ? "expected table, found " + NameOf(node.type()) : "";
-  }
-
-  const std::string& mFile;
-  TomlConfig& mConfig;
-  std::multimap<uint32_t, std::string> mProblems;  // by line
-};
+}
 
 }  // namespace
 
@@ -127,9 +111,13 @@ std::vector<std::string> TomlConfig::Load(const std::string& file) {
     const toml::parse_error& error = parsed.error();
     return {fmt::format("{}:{}: {}", file, error.source().begin.line, error.description())};
   }
-  Reader reader(file, *this);
-  reader.Read(parsed.table(), "");
-  return reader.Problems();
+  std::multimap<uint32_t, std::string> byLine;
+  Read(parsed.table(), "", file, *this, byLine);
+  std::vector<std::string> problems;
+  for (const auto& [line, problem] : byLine) {
+    problems.push_back(problem);
+  }
+  return problems;
 }
 
 void TomlConfig::Set(const std::string& key, const std::variant<int64_t, std::string>& value,
