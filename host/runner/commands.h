@@ -30,7 +30,7 @@ struct RunOptions {
   bool summary = false;  // a table in place of each command
   std::string trace;
 };
-ExitStatus RunSession(const RunOptions& options);
+ExitStatus RunSession(RunOptions options);
 
 // `wlc driver`: the emulated driver alone, in the foreground, until SIGINT or SIGTERM. Anything
 // that talks to a supplicant can then talk to it: another `wlc run --ctrl-dir`, wpa_cli.

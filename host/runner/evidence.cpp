@@ -109,12 +109,6 @@ std::string Evidence::Check(CommandReport& report) {
   return notice.empty() || std::exchange(mNoticed, true) ? "" : notice;
 }
 
-StatusLines Evidence::State() {
-  StatusLines lines;
-  Ask(lines);
-  return lines;
-}
-
 // Has the expected driver do what the service was told; false when it refuses.
 bool Evidence::Follow(const Exchange& exchange) {
   const std::string command = exchange.asked.substr(kDriver.size());

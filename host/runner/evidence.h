@@ -26,12 +26,10 @@ class Evidence {
   // After each command: writes the result of the check into `report`. Returns a notice for the
   // person, empty in most cases.
   std::string Check(CommandReport& report);
-  // What the driver holds now; empty when it does not say.
-  StatusLines State();
+  // What the driver holds now, also as lines; nothing when it does not say.
+  std::optional<DriverModel> Ask(StatusLines& lines);
 
  private:
-  // Asks for the driver's state, and also gives its lines; nothing when it is not told.
-  std::optional<DriverModel> Ask(StatusLines& lines);
   bool Follow(const Exchange& exchange);
 
   const std::string mControlPath;

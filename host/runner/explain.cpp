@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "config/link_configuration.h"
+#include "host/coreutils/lower_case.h"
 #include "host/coreutils/toml_config.h"
 #include "host/runner/commands.h"
 #include "host/runner/private_directory.h"
@@ -16,16 +17,13 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-bool IsRateMask(const std::string& text) {
-  return text.size() <= 10 && (text.starts_with("0x") || text.starts_with("0X")) &&
-         ParseNumber(text.substr(2), UINT32_MAX, 16);
-}
-
-// What is allowed as a setting's value, but may not be what its writer meant; empty when nothing
-// is.
+// Why the value of a setting, though it is allowed, may not be what its writer meant; empty when it
+// may.
 std::string Surprise(TomlConfig& config, const std::string& name, const std::string& value) {
   const std::string text = config.TextAsSet(SettingKey(name));
-  if (name.ends_with("mask") && !IsRateMask(value)) {
+  const bool isMask = LowerCase(value).starts_with("0x") && value.size() <= 10 &&
+                      ParseNumber(value.substr(2), UINT32_MAX, 16);
+  if (name.ends_with("mask") && !isMask) {
     return fmt::format("\"{}\" is not a mask of 0x and 1 to 8 hexadecimal digits", value);
   }
   if (name.ends_with("Node") && text != value) {

@@ -1,5 +1,3 @@
-#include <android/log.h>
-
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
@@ -15,14 +13,6 @@ using Json = nlohmann::ordered_json;
 
 std::string Dump(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-const char* LevelOf(const LogLine& line) {
-  return line.priority == ANDROID_LOG_ERROR ? "ERROR" : "WARN";
-}
-
-int64_t WholeMicroseconds(TimePoint begin, TimePoint end) {
-  return std::llround(Microseconds(begin, end));
 }
 
 // Under the names that what was asked and answered has in an exchange of its kind.
@@ -59,14 +49,14 @@ class JsonOutput : public SessionOutput {
     Json lists[] = {Json::array(), Json::array(), Json::array()};  // one of each kind
     for (const Exchange& exchange : report.exchanges) {
       Json entry = AsJson(exchange);
-      entry["microseconds"] = WholeMicroseconds(exchange.begin, exchange.end);
+      entry["microseconds"] = std::llround(Microseconds(exchange.begin, exchange.end));
       lists[static_cast<int>(exchange.kind)].push_back(entry);
     }
     Write({{"kind", "command"},
            {"command", report.command.form->name},
            {"parameters", Parameters(report.command)},
            {"status", report.status},
-           {"microseconds", WholeMicroseconds(report.begin, report.end)},
+           {"microseconds", std::llround(Microseconds(report.begin, report.end))},
            {"exchanges", lists[0]},
            {"waits", lists[1]},
            {"node_writes", lists[2]},
@@ -75,7 +65,7 @@ class JsonOutput : public SessionOutput {
   }
 
   void OnLogLine(const LogLine& line) override {
-    Write({{"kind", "log"}, {"level", LevelOf(line)}, {"tag", line.tag}, {"text", line.text}});
+    Write({{"kind", "log"}, {"level", line.level}, {"tag", line.tag}, {"text", line.text}});
   }
 
   void OnFinish(const SessionEnd& end) override {
@@ -138,8 +128,8 @@ class TraceOutput : public SessionOutput {
            {"pid", kProcess},
            {"tid", kCommands},
            {"name", line.text},
-           {"cat", LevelOf(line)},
-           {"ts", Since(line.time)},
+           {"cat", line.level},
+           {"ts", Since(std::chrono::steady_clock::now())},
            {"args", {{"tag", line.tag}}}});
   }
 

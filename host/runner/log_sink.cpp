@@ -26,17 +26,15 @@ std::string Shown(const std::string& text) {
 }
 
 void OnLine(const __android_logger_data* data, const char* text) {
-  LogLine line{.priority = data->priority,
-               .tag = data->tag != nullptr ? data->tag : "",
-               .text = text,
-               .time = std::chrono::steady_clock::now()};
+  LogLine line{data->priority == ANDROID_LOG_ERROR ? "ERROR" : "WARN",
+               data->tag != nullptr ? data->tag : "", text};
   while (line.text.ends_with('\n')) {
     line.text.pop_back();
   }
-  if (line.priority >= gWritten) {
-    PrintError("{} {}: {}\n", "??VDIWEF"[line.priority], line.tag, Shown(line.text));
+  if (data->priority >= gWritten) {
+    PrintError("{} {}: {}\n", "??VDIWEF"[data->priority], line.tag, Shown(line.text));
   }
-  if (line.priority >= ANDROID_LOG_WARN) {
+  if (data->priority >= ANDROID_LOG_WARN) {
     gOutputs->Tell(&SessionOutput::OnLogLine, line);
   }
 }

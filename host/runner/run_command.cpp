@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr char kEmulatedSelfIp[] = "192.168.49.1";
-
 bool IsBuiltIn(const RunOptions& options) {
   return options.words.empty() && options.script.empty();
 }
@@ -64,16 +62,15 @@ std::string LoadSettings(const RunOptions& options, TomlConfig& config) {
 
 // The driver of a session: an emulated one in a private directory, or the supplicant's.
 struct SessionDriver {
-  SessionDriver(const RunOptions& options, TomlConfig& config) {
+  SessionDriver(RunOptions& options, TomlConfig& config) {
     std::string directory = options.controlDirectory;
     if (directory.empty() && !options.emulated) {
       config.getProperty(SettingKey("wpaifPath"), directory);
     }
     if (directory.empty()) {
       directory = mDirectory.emplace().Path();
-      EmulatedDriverOptions driver = options.driver;
-      driver.directory = directory;
-      mEmulated.emplace(driver).Start();
+      options.driver.directory = directory;
+      mEmulated.emplace(options.driver).Start();
     } else if (!options.driver.faults.empty() || !options.driver.serviceClasses.empty()) {
       throw Refusal(
           "--fault and --service-class work on the emulated driver, not on the supplicant in {}: "
@@ -125,20 +122,15 @@ void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
   }
 }
 
-// Chooses this device's address, and tells both to the discovery client.
-void SetAddresses(const RunOptions& options, bool emulated, SessionInfo& info) {
-  std::string selfIp = options.selfIp;
-  if (selfIp.empty() && (emulated || if_nametoindex(options.driver.interface.c_str()) == 0)) {
-    selfIp = kEmulatedSelfIp;
-  }
-  SetDiscovery(options.driver.interface, selfIp, options.peerIp);
-  info.self = selfIp.empty() ? "those of " + options.driver.interface : selfIp;
-  info.peer = options.peerIp;
+// This device's address; empty where the discovery client is to ask the interface for it.
+std::string SelfIp(const RunOptions& options, bool emulated) {
+  const bool known = !emulated && if_nametoindex(options.driver.interface.c_str()) != 0;
+  return !options.selfIp.empty() || known ? options.selfIp : "192.168.49.1";
 }
 
 }  // namespace
 
-ExitStatus RunSession(const RunOptions& options) {
+ExitStatus RunSession(RunOptions options) {
   const std::vector<Step> steps = ReadSteps(options);
   TomlConfig config;
   SessionInfo info;
@@ -146,7 +138,10 @@ ExitStatus RunSession(const RunOptions& options) {
   info.settings = LoadSettings(options, config);
   const SessionDriver driver(options, config);
   info.driver = (driver.mEmulated ? "emulated, at " : "the supplicant at ") + driver.mPath;
-  SetAddresses(options, driver.mEmulated.has_value(), info);
+  const std::string selfIp = SelfIp(options, driver.mEmulated.has_value());
+  SetDiscovery(options.driver.interface, selfIp, options.peerIp);
+  info.self = selfIp.empty() ? "those of " + options.driver.interface : selfIp;
+  info.peer = options.peerIp;
 
   SessionOutputs outputs;
   const LogSink log(PriorityOf(options.logLevel), outputs);

@@ -122,14 +122,14 @@ class TextOutput : public SessionOutput {
       Print("  not told: nobody answered STATUS-DRIVER, or the answer lacks the driver's state\n");
     }
     std::string summary =
-        fmt::format("{} {}, ", end.commands, end.commands == 1 ? "command" : "commands");
-    summary += end.failed != 0   ? fmt::format("{} with a negative status", end.failed)
-               : end.interrupted ? "interrupted"
-                                 : "every status zero or more";
+        fmt::format("{} {}", end.commands, end.commands == 1 ? "command" : "commands");
+    summary += end.failed != 0   ? fmt::format(", {} with a negative status", end.failed)
+               : end.interrupted ? ""
+                                 : ", every status zero or more";
     if (end.differing != 0) {
       summary += fmt::format("; the driver differs after {} of them", end.differing);
     }
-    summary += end.failed != 0 && end.interrupted ? "; interrupted" : "";
+    summary += end.interrupted ? ", interrupted" : "";
     Print("\n{}\n{:.2f} ms spent in the service\n",
           Painted(end.failed == 0 && end.differing == 0 ? kGood : kBad, summary),
           end.microseconds / 1000);
@@ -162,11 +162,11 @@ class SummaryOutput : public TextOutput {
   void OnExchange(const Exchange& /*exchange*/) override {}
 
   void OnCommandEnd(const CommandReport& report) override {
-    mCommands[std::string(report.command.form->name)].Add(report.begin, report.end,
-                                                          report.status < 0);
+    mRows[{false, std::string(report.command.form->name)}].Add(report.begin, report.end,
+                                                               report.status < 0);
     for (const Exchange& exchange : report.exchanges) {
       static constexpr const char* kKinds[] = {"DRIVER ", "message ", "write to "};
-      mExchanges[kKinds[static_cast<int>(exchange.kind)] + Topic(exchange)].Add(
+      mRows[{true, kKinds[static_cast<int>(exchange.kind)] + Topic(exchange)}].Add(
           exchange.begin, exchange.end, exchange.result < 0);
     }
     if (report.end - mShown > std::chrono::seconds(1) && isatty(STDERR_FILENO) == 1) {
@@ -180,10 +180,8 @@ class SummaryOutput : public TextOutput {
     PrintError("{}", isatty(STDERR_FILENO) == 1 ? "\033[K" : "");
     Print("{:26}{:>9}{:>9}{:>10}{:>10}{:>10}{:>10}\n", "times in ms", "how often", "failed",
           "least", "median", "99 %", "greatest");
-    for (auto* rows : {&mCommands, &mExchanges}) {
-      for (auto& [name, row] : *rows) {
-        row.PrintAs(name);
-      }
+    for (auto& [key, row] : mRows) {
+      row.PrintAs(key.second);
     }
     Print("\n");
     TextOutput::OnFinish(end);
@@ -191,8 +189,7 @@ class SummaryOutput : public TextOutput {
 
  private:
   TimePoint mShown = std::chrono::steady_clock::now();
-  std::map<std::string, Row> mCommands;
-  std::map<std::string, Row> mExchanges;
+  std::map<std::pair<bool, std::string>, Row> mRows;  // by whether it is an exchange, and name
 };
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "host/runner/why_not_open.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -36,17 +35,15 @@ std::string WhyNotOpen(const std::string& path, std::chrono::steady_clock::durat
     return fmt::format("{}: the path has {} bytes, a socket's may have {}: use a shorter directory",
                        path, path.size(), kMaxSocketPath);
   }
-  struct stat file {};
-  const int missing = stat(path.c_str(), &file) == 0 ? 0 : errno;
-  if (missing == ENOENT) {
+  const int error = ConnectError(path);
+  if (error == ENOENT) {
     return NoSocket(path);
   }
-  if (missing == 0 && !S_ISSOCK(file.st_mode)) {
-    return path + " is not a socket: name the supplicant's directory and the interface";
-  }
-  const int error = missing != 0 ? missing : ConnectError(path);
   if (error == ECONNREFUSED) {
-    return "nobody listens at " + path + ": its supplicant has ended; start it again";
+    std::error_code ignored;
+    return std::filesystem::is_socket(path, ignored)
+               ? "nobody listens at " + path + ": its supplicant has ended; start it again"
+               : path + " is not a socket: name the supplicant's directory and the interface";
   }
   if (error == EACCES) {
     return "no permission for " + path + ": run wlc as root or in the group of ctrl_interface";
