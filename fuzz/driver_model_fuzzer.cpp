@@ -1,7 +1,7 @@
 // The emulated driver's command parser: the input is a file of commands, one a line. A refused
 // command must change nothing, and whatever is accepted must leave a state that a driver can have.
-#include <cstdio>
-#include <cstdlib>
+#include <gtest/gtest.h>
+
 #include <set>
 #include <sstream>
 #include <string>
@@ -10,28 +10,22 @@
 
 namespace {
 
-void Promise(bool kept, const char* promise) {
-  if (!kept) {
-    std::fprintf(stderr, "broken promise: %s\n", promise);
-    std::abort();
-  }
-}
-
 void CheckState(const std::string& status) {
   std::istringstream lines(status);
   std::set<std::string> classes;
   std::set<std::string> flows;
   for (std::string line; std::getline(lines, line);) {
     const size_t equals = line.find('=');
-    Promise(equals != std::string::npos, "the state is key=value lines");
+    EXPECT_TRUE(equals != std::string::npos) << "the state is key=value lines";
     const std::string value = line.substr(equals + 1);
     if (line.starts_with("service_class[")) {
       const std::string id = line.substr(14, line.find(']') - 14);
-      Promise(std::stoul(id) <= 31 && classes.insert(id).second, "an ID is 0 to 31 and unique");
+      EXPECT_TRUE(std::stoul(id) <= 31 && classes.insert(id).second)
+          << "an ID is 0 to 31 and unique";
     } else if (line.starts_with("policy[")) {
       const size_t word = value.find(" class ");
-      Promise(flows.insert(value.substr(0, word)).second, "a flow has one policy");
-      Promise(classes.count(value.substr(word + 7)) == 1, "a policy's class exists");
+      EXPECT_TRUE(flows.insert(value.substr(0, word)).second) << "a flow has one policy";
+      EXPECT_TRUE(classes.count(value.substr(word + 7)) == 1) << "a policy's class exists";
     }
   }
 }
@@ -39,6 +33,7 @@ void CheckState(const std::string& status) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  GTEST_FLAG_SET(break_on_failure, true);
   DriverModel driver;
   std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
   std::string before = driver.Status();
@@ -46,9 +41,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const DriverAnswer answer = driver.Execute(line);
     const std::string after = driver.Status();
     const bool refused = answer.reply == kReplyFail;
-    Promise(refused || answer.reply == kReplyOk || answer.reply.starts_with("cookie="),
-            "a reply is one of the given forms");
-    Promise(!refused || (after == before && answer.events.empty()), "a refusal changes nothing");
+    EXPECT_TRUE(refused || answer.reply == kReplyOk || answer.reply.starts_with("cookie="))
+        << "a reply is one of the given forms";
+    EXPECT_TRUE(!refused || (after == before && answer.events.empty()))
+        << "a refusal changes nothing";
     CheckState(after);
     before = after;
   }
