@@ -1,9 +1,6 @@
 // The wrapper against an emulated driver that lets it down.
-#include <pthread.h>
-
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <future>
 #include <limits>
 #include <set>
@@ -123,59 +120,6 @@ TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
   ASSERT_EQ(Execute(kShow), 0);
   ASSERT_GE(Wait("<3>SVC-EVENT: ("), 0);
   EXPECT_LT(Wait("", 100), 0) << "those from before the command are gone";
-}
-
-TEST_F(WrapperTest, MessageBeforeTheAnswerToAttachIsNotTheAnswer) {
-  StartDriver({"ATTACH:delay=100", "events:delay=50"});
-  const Client client = NewClient();
-  auto open = std::async(std::launch::async, [&] { Open(); });
-  while (mDriver->FaultCounts()[0].fired == 0) {
-  }
-  client.Ask(kShow);
-  open.get();
-  EXPECT_EQ(Execute("PING"), 0);
-}
-
-TEST_F(WrapperTest, WaitsAtTheSameTimeShareTheMessages) {
-  StartDriver();
-  Open();
-  const auto hears = [&] {
-    std::string message;
-    return mWrapper->GetResponse(message, "<3>", 20000) >= 0 && !message.empty();
-  };
-  std::future<bool> waits[] = {std::async(std::launch::async, hears),
-                               std::async(std::launch::async, hears)};
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  NewClient().Ask(kShow);  // two messages
-  for (auto& wait : waits) {
-    ASSERT_EQ(wait.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    EXPECT_TRUE(wait.get());
-  }
-}
-
-TEST_F(WrapperTest, SignalEndsNoWaitForAnAnswer) {
-  StartDriver({"STATUS:delay=300"});
-  Open();
-  std::signal(SIGUSR1, [](int) {});
-  auto later = std::async(std::launch::async, [self = pthread_self()] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    pthread_kill(self, SIGUSR1);
-  });
-  EXPECT_EQ(Execute("STATUS"), 0);
-  EXPECT_THAT(mReply, ::testing::StartsWith("latency_mode="));
-}
-
-TEST_F(WrapperTest, NoLateAnswerCanReachTheNextCommand) {
-  StartDriver({"SET_LATENCY_MODE:drop"});
-  Open();
-  std::set<std::string> files = SocketFiles();
-  EXPECT_LT(Execute("DRIVER SET_LATENCY_MODE 2"), 0);  // after 10 s
-  EXPECT_EQ(mReply, "");
-  files.merge(SocketFiles());
-  EXPECT_THAT(files, ::testing::SizeIs(3)) << "a late answer has no way to the new one";
-  EXPECT_LT(Wait("", 100), 0) << "the answer to ATTACH is no message";
-  ASSERT_EQ(Execute(kShow), 0);
-  EXPECT_GE(Wait("<3>SVC-EVENT: svc_count:"), 0) << "attached again";
 }
 
 TEST_F(WrapperTest, TwoThreadsGetTheirOwnAnswersAndAWaitEndsThoughMessagesKeepComing) {

@@ -1,15 +1,14 @@
 // The shipped library as the framework loads it: what it shows, that it goes when it is released,
 // and how it does on its real platform libraries while the supplicant dies, is replaced or
 // misbehaves: every packet is answered, no descriptor is left open, and the service works again
-// once the fault is gone. SERVICE_LIBRARY is its path, NM the tool that lists its symbols,
-// EXPORTED_SYMBOLS a file with those it is to show.
+// once the fault is gone. SERVICE_LIBRARY is its path, NM the tool that lists its symbols.
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <set>
 
@@ -167,27 +166,27 @@ TEST(ServiceLibrary, SlotsStandInTheirOrder) {
   static_assert(offsetof(NuvrelPkt_t, msgType) == 0 && offsetof(NuvrelPkt_t, reserved276) == 276);
 }
 
-// Names are compared without what the standard libraries differ in. A symbol of kind u would keep
-// the library loaded for good.
+// A symbol of kind u would keep the library loaded for good.
 TEST(ServiceLibrary, ShowsTheEntryPointsAndTheClassAndNothingElse) {
-  const std::regex versioned("std::__(cxx11|1)::");
-  std::multiset<std::string> shown;
+  const std::string name = "WirelessLinkConfigService";
+  const std::regex ours("(Create|Release)" + name + "|((vtable|typeinfo|typeinfo name) for )?" +
+                        name + "(::.*)?");
+  std::set<std::string> shown;
   const std::unique_ptr<FILE, int (*)(FILE*)> nm(
       popen(NM " -DC --defined-only " SERVICE_LIBRARY, "r"), pclose);
   char line[4096];
   while (fgets(line, sizeof(line), nm.get()) != nullptr) {
-    const std::string text(line);
+    const std::string text(line, std::strlen(line) - 1);
     const size_t kind = text.find(' ') + 1;
     EXPECT_NE(text[kind], 'u') << text;
-    shown.insert(
-        std::regex_replace(text.substr(kind + 2, text.size() - kind - 3), versioned, "std::"));
+    shown.insert(text.substr(kind + 2));
+    EXPECT_TRUE(std::regex_match(text.substr(kind + 2), ours)) << text;
   }
-  std::ifstream file(EXPORTED_SYMBOLS);
-  std::multiset<std::string> expected;
-  for (std::string name; std::getline(file, name);) {
-    expected.insert(name);
+  for (const std::string& part :
+       {"Create" + name, "Release" + name, "vtable for " + name, "typeinfo for " + name,
+        name + "::AssignServiceID()", name + "::gLock"}) {
+    EXPECT_TRUE(shown.contains(part)) << part;
   }
-  EXPECT_EQ(shown, expected);
 }
 
 }  // namespace
