@@ -9,6 +9,9 @@ enum ExitStatus : int {
   kExitCannotRun = 2,
 };
 
+// What --log-level takes, from the highest priority down.
+inline const std::vector<std::string> kLogLevels = {"error", "warn", "info", "debug"};
+
 // `wlc run`: a session of the service against the emulated driver or a running supplicant.
 //
 // The emulated driver is used unless --ctrl-dir or the configuration's wpaifPath names a control
@@ -19,12 +22,12 @@ struct RunOptions {
   std::string script;              // "-" is standard input
   std::string config;
   std::string library;  // empty: the one beside this program
-  std::string controlDirectory;
   bool emulated = false;
-  EmulatedDriverOptions driver;  // the interface; and the rest of it where the driver is emulated
+  EmulatedDriverOptions driver;  // the interface, the control directory if one is given, and the
+                                 // rest of it where the driver is emulated
   std::string selfIp;            // empty: the interface's own, or one for the emulated driver
   std::string peerIp = "192.168.49.2";
-  std::string logLevel = "warn";  // or error, info, debug
+  std::string logLevel = "warn";  // one of kLogLevels
   bool json = false;
   bool strict = false;   // what differs or is not checked, and idle faults, count as failures
   bool summary = false;  // a table in place of each command

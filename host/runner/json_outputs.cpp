@@ -85,70 +85,58 @@ class JsonOutput : public SessionOutput {
   static void Write(const Json& line) { Print("{}\n", Dump(line)); }
 };
 
-constexpr int kProcess = 1;
 enum Track { kCommands = 1, kExchanges, kWaits };
 
 class TraceOutput : public SessionOutput {
  public:
   explicit TraceOutput(const std::string& file)
       : mFile(std::fopen(file.c_str(), "we"), "the trace " + file) {
-    WriteName("process_name", 0, {{"name", "wlc run"}});
+    Write("M", 0, "process_name", {{"name", "wlc run"}});
     int track = 0;
     for (const char* name : {"commands", "driver exchanges", "waiting for driver messages"}) {
-      WriteName("thread_name", ++track, {{"name", name}});
-      WriteName("thread_sort_index", track, {{"sort_index", track}});
+      Write("M", ++track, "thread_name", {{"name", name}});
+      Write("M", track, "thread_sort_index", {{"sort_index", track}});
     }
   }
 
   ~TraceOutput() override { mFile.Write("\n]\n"); }
 
   void OnCommandEnd(const CommandReport& report) override {
-    WriteSlice(kCommands, report.command.form->name, report.begin, report.end,
+    WriteSlice(kCommands, report.command.form->name, report,
                {{"command", report.command.Text()},
                 {"status", report.status},
                 {"differences", report.differences}});
     for (const Exchange& exchange : report.exchanges) {
       WriteSlice(exchange.kind == Exchange::Kind::kWait ? kWaits : kExchanges, Topic(exchange),
-                 exchange.begin, exchange.end, AsJson(exchange));
+                 exchange, AsJson(exchange));
     }
     for (const auto& [key, value] : report.state) {
       if (key == "service_classes" || key == "policies") {
-        Write({{"ph", "C"},
-               {"pid", kProcess},
-               {"name", key},
-               {"ts", Since(report.end)},
-               {"args", {{"count", std::stoul(value)}}}});
+        Write("C", kCommands, key, {{"count", std::stoul(value)}}, {{"ts", Since(report.end)}});
       }
     }
   }
 
   void OnLogLine(const LogLine& line) override {
-    Write({{"ph", "i"},
-           {"s", "t"},
-           {"pid", kProcess},
-           {"tid", kCommands},
-           {"name", line.text},
-           {"cat", line.level},
-           {"ts", Since(std::chrono::steady_clock::now())},
-           {"args", {{"tag", line.tag}}}});
+    const double now = Since(std::chrono::steady_clock::now());
+    Write("i", kCommands, line.text, {{"tag", line.tag}},
+          {{"s", "t"}, {"cat", line.level}, {"ts", now}});
   }
 
  private:
-  void Write(const Json& event) { mFile.Write(std::exchange(mBefore, ",\n") + Dump(event)); }
-
-  void WriteName(const char* what, int track, const Json& args) {
-    Write({{"ph", "M"}, {"pid", kProcess}, {"tid", track}, {"name", what}, {"args", args}});
+  void Write(const char* phase, int track, std::string_view name, const Json& args,
+             const Json& more = Json::object()) {
+    Json event = {{"ph", phase}, {"pid", 1}, {"tid", track}, {"name", name}};
+    event.update(more);
+    event["args"] = args;
+    mFile.Write(std::exchange(mBefore, ",\n") + Dump(event));
   }
 
-  void WriteSlice(Track track, std::string_view name, TimePoint begin, TimePoint end,
-                  const Json& args) {
-    Write({{"ph", "X"},
-           {"pid", kProcess},
-           {"tid", track},
-           {"name", name},
-           {"ts", Since(begin)},
-           {"dur", Microseconds(begin, end)},
-           {"args", args}});
+  // `timed` is what took from its begin to its end.
+  template <typename Timed>
+  void WriteSlice(Track track, std::string_view name, const Timed& timed, const Json& args) {
+    Write("X", track, name, args,
+          {{"ts", Since(timed.begin)}, {"dur", Microseconds(timed.begin, timed.end)}});
   }
 
   double Since(TimePoint time) const { return Microseconds(mStart, time); }

@@ -11,8 +11,8 @@
 
 class LogSink {
  public:
-  // Lines from `written` on, ANDROID_LOG_DEBUG to ANDROID_LOG_ERROR, go to standard error, those
-  // from ANDROID_LOG_WARN on to the outputs, which are borrowed.
+  // Lines of the priority `written` and above, from ANDROID_LOG_DEBUG to ANDROID_LOG_ERROR, go to
+  // standard error; those of ANDROID_LOG_WARN and above to the outputs, which are borrowed.
   LogSink(int written, const SessionOutputs& outputs);
   ~LogSink();  // has the log library write to standard error again
   LogSink(const LogSink&) = delete;

@@ -2,8 +2,8 @@
 //
 // The service writes with write(2), so wlc exports a write of its own: the dynamic linker finds it
 // before libc's, for every library of the process. It passes each call on as it is, and tells those
-// whose descriptor leads to a file named unit_test_target. The log would not do: it has no times,
-// it does not tell that only a part was written, and its lines are only made when somebody asked.
+// whose descriptor leads to a file named unit_test_target. The service's log would not do: it has
+// no times, does not say when only a part was written, and tells of a success at INFO only.
 #pragma once
 
 #include "host/wpa_cli_wrapper/exchange_observer.h"

@@ -63,13 +63,12 @@ std::string LoadSettings(const RunOptions& options, TomlConfig& config) {
 // The driver of a session: an emulated one in a private directory, or the supplicant's.
 struct SessionDriver {
   SessionDriver(RunOptions& options, TomlConfig& config) {
-    std::string directory = options.controlDirectory;
+    std::string& directory = options.driver.directory;
     if (directory.empty() && !options.emulated) {
       config.getProperty(SettingKey("wpaifPath"), directory);
     }
     if (directory.empty()) {
       directory = mDirectory.emplace().Path();
-      options.driver.directory = directory;
       mEmulated.emplace(options.driver).Start();
     } else if (!options.driver.faults.empty() || !options.driver.serviceClasses.empty()) {
       throw Refusal(
@@ -85,13 +84,6 @@ struct SessionDriver {
   std::optional<PrivateDirectory> mDirectory;
   std::optional<EmulatedDriver> mEmulated;
 };
-
-int PriorityOf(const std::string& level) {
-  return level == "error"  ? ANDROID_LOG_ERROR
-         : level == "warn" ? ANDROID_LOG_WARN
-         : level == "info" ? ANDROID_LOG_INFO
-                           : ANDROID_LOG_DEBUG;
-}
 
 // Plays each line as it comes; whether all of them could be played. A wrong line is refused alone.
 bool PlayStandardInput(Session& session) {
@@ -144,7 +136,8 @@ ExitStatus RunSession(RunOptions options) {
   info.peer = options.peerIp;
 
   SessionOutputs outputs;
-  const LogSink log(PriorityOf(options.logLevel), outputs);
+  const auto level = std::find(kLogLevels.begin(), kLogLevels.end(), options.logLevel);
+  const LogSink log(ANDROID_LOG_ERROR - static_cast<int>(level - kLogLevels.begin()), outputs);
   config.SetLogMask(gNuvrelLogLevel);
   ServiceHost service(info.library, config);
   MakeOutputs(options, outputs);
