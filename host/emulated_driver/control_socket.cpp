@@ -56,8 +56,6 @@ int ConnectError(const std::string& path) {
   return error;
 }
 
-ControlSocket::~ControlSocket() { Close(); }
-
 void ControlSocket::Open(const std::string& directory, const std::string& interface) {
   Close();
   mDirectory = directory;
@@ -163,11 +161,9 @@ std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
 }
 
 bool ControlSocket::Send(const PeerAddress& to, std::string_view text) {
-  sockaddr_un address{};
-  to.copy(reinterpret_cast<char*>(&address), sizeof(address));
   const bool sent =
       sendto(mDescriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-             reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(to.size())) >= 0;
+             reinterpret_cast<const sockaddr*>(to.data()), static_cast<socklen_t>(to.size())) >= 0;
   if (!sent && (errno == EAGAIN || errno == ENOBUFS)) {
     Reopen();
   }

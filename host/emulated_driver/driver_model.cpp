@@ -10,7 +10,6 @@
 namespace {
 
 constexpr uint32_t kMaxServiceClassId = 31;  // of a command's
-constexpr uint32_t kMaxPort = 65535;
 constexpr uint32_t kMaxDscp = 63;
 constexpr std::string_view kClassHeading =
     "(service_class_id, buffer_latency_tolerance, app_ind_default_dscp, app_ind_special_dscp)";
@@ -42,7 +41,7 @@ std::string Endpoint(std::string_view address, std::string_view port) {
   in_addr parsed{};
   Require(address.find('\0') == std::string_view::npos && Number(port) != 0 &&
           inet_pton(AF_INET, std::string(address).c_str(), &parsed) == 1);
-  return fmt::format("{}:{}", address, Number(port, kMaxPort));
+  return fmt::format("{}:{}", address, Number(port, UINT16_MAX));
 }
 
 ServiceClass ServiceClassFrom(const Values& values, uint32_t maxId) {
@@ -112,10 +111,6 @@ ServiceClass ParseServiceClass(const std::string& text) {
   }
 }
 
-std::vector<ServiceClass> DefaultServiceClasses() {
-  return {{0, 10, 46, 40}, {1, 20, 46, 40}, {3, 50, 34, 32}};
-}
-
 // A command's words, with "%" for a value, and what it does with the values: it changes the answer
 // where that is not "OK\n", or changes nothing and throws Refused.
 struct DriverModel::Command {
@@ -128,20 +123,20 @@ struct DriverModel::Command {
 const DriverModel::Command DriverModel::Command::kAll[9] = {
     {"SET_LATENCY_MODE %",
      [](DriverModel& driver, const Values& values, DriverAnswer&) {
-       driver.Set("latency_mode", fmt::to_string(Number(values[0])));
+       driver.mSettings["latency_mode"] = fmt::to_string(Number(values[0]));
      }},
     {"TSF_CONFIG TSF_SYNC_START %",
      [](DriverModel& driver, const Values& values, DriverAnswer&) {
-       driver.Set("tsf_sync_interval", fmt::to_string(Number(values[0])));
-       driver.Set("tsf", "on");
+       driver.mSettings["tsf_sync_interval"] = fmt::to_string(Number(values[0]));
+       driver.mSettings["tsf"] = "on";
      }},
     {"TSF_CONFIG TSF_SYNC_STOP",
-     [](DriverModel& driver, const Values&, DriverAnswer&) { driver.Set("tsf", "off"); }},
+     [](DriverModel& driver, const Values&, DriverAnswer&) { driver.mSettings["tsf"] = "off"; }},
     {"SET_TX_RATEMASK PHYMODE % RATEMASK %",
      [](DriverModel& driver, const Values& values, DriverAnswer&) {
        const uint32_t phyMode = Number(values[0]);
-       driver.Set("tx_ratemask", fmt::format("0x{:08X}", Mask(values[1])));
-       driver.Set("tx_ratemask_phymode", fmt::to_string(phyMode));
+       driver.mSettings["tx_ratemask"] = fmt::format("0x{:08X}", Mask(values[1]));
+       driver.mSettings["tx_ratemask_phymode"] = fmt::to_string(phyMode);
      }},
     {"SERVICE_CLASS_SHOW",
      [](DriverModel& driver, const Values&, DriverAnswer& answer) {
@@ -188,8 +183,10 @@ const DriverModel::Command DriverModel::Command::kAll[9] = {
 };
 
 DriverModel::DriverModel(const std::vector<ServiceClass>& serviceClasses) {
-  for (const ServiceClass& serviceClass : serviceClasses) {
-    mServiceClasses[serviceClass.id] = serviceClass;
+  static const std::vector<ServiceClass> kDefault = {
+      {0, 10, 46, 40}, {1, 20, 46, 40}, {3, 50, 34, 32}};
+  for (const ServiceClass& one : serviceClasses.empty() ? kDefault : serviceClasses) {
+    mServiceClasses[one.id] = one;
   }
 }
 

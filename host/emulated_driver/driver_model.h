@@ -46,9 +46,6 @@ struct ServiceClass {
 // two DSCP values it gets 46 and 40. The ID may be above 31, which no command could add.
 ServiceClass ParseServiceClass(const std::string& text);
 
-// What the driver has before anybody talks to it: IDs 0, 1 and 3 for latencies 10, 20 and 50.
-std::vector<ServiceClass> DefaultServiceClasses();
-
 struct DriverAnswer {
   std::string reply = std::string(kReplyOk);
   std::vector<std::string> events = {};  // to every attached client, in this order
@@ -57,7 +54,8 @@ struct DriverAnswer {
 class DriverModel {
  public:
   // The classes are taken as they are, so that a test may plant an ID that no command could add.
-  explicit DriverModel(const std::vector<ServiceClass>& serviceClasses = DefaultServiceClasses());
+  // Without any it has IDs 0, 1 and 3 for latencies 10, 20 and 50.
+  explicit DriverModel(const std::vector<ServiceClass>& serviceClasses = {});
 
   // A driver in the state that `status` tells, or nothing when that is not of this form. `status`
   // may be cut behind any line.
@@ -75,10 +73,10 @@ class DriverModel {
   // and policies by age. The mask always has eight upper-case digits; the interval is the last one
   // started with. A fresh driver with one class and one policy prints
   //   latency_mode=1
-  //   tx_ratemask_phymode=3
-  //   tx_ratemask=0xFFFFFFFF
   //   tsf=off                                                                       (or tsf=on)
   //   tsf_sync_interval=0
+  //   tx_ratemask=0xFFFFFFFF
+  //   tx_ratemask_phymode=3
   //   service_classes=1
   //   policies=1
   //   service_class[0]=latency 10 default_dscp 46 special_dscp 40
@@ -89,13 +87,12 @@ class DriverModel {
 
  private:
   struct Command;
-  bool Set(std::string_view key, std::string_view value);  // false: there is no such setting
 
-  StatusLines mSettings = {{"latency_mode", "1"},
-                           {"tx_ratemask_phymode", "3"},
-                           {"tx_ratemask", "0xFFFFFFFF"},
-                           {"tsf", "off"},
-                           {"tsf_sync_interval", "0"}};
+  std::map<std::string, std::string> mSettings = {{"latency_mode", "1"},
+                                                  {"tsf", "off"},
+                                                  {"tsf_sync_interval", "0"},
+                                                  {"tx_ratemask", "0xFFFFFFFF"},
+                                                  {"tx_ratemask_phymode", "3"}};
   std::map<uint32_t, ServiceClass> mServiceClasses;  // by ID
   StatusLines mPolicies;                             // by age
   uint64_t mLastCookie = 0;                          // no cookie is given to two policies

@@ -1,7 +1,6 @@
 // The driver's state as its STATUS tells it.
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include "host/emulated_driver/driver_model.h"
@@ -18,11 +17,13 @@ StatusLines SplitStatus(std::string_view status) {
 }
 
 std::optional<DriverModel> DriverModel::FromStatus(std::string_view status) {
-  DriverModel model(std::vector<ServiceClass>{});
+  DriverModel model;
+  model.mServiceClasses.clear();
   bool known = false;
   for (const auto& [key, value] : SplitStatus(status)) {
     ServiceClass one{};
-    if (model.Set(key, value)) {
+    if (model.mSettings.contains(key)) {
+      model.mSettings[key] = value;
       known = true;
     } else if (key.starts_with("policy[")) {
       model.mPolicies.emplace_back(key, value);
@@ -35,17 +36,8 @@ std::optional<DriverModel> DriverModel::FromStatus(std::string_view status) {
   return known ? std::optional(model) : std::nullopt;
 }
 
-bool DriverModel::Set(std::string_view key, std::string_view value) {
-  const auto found = std::find_if(mSettings.begin(), mSettings.end(),
-                                  [key](const auto& each) { return each.first == key; });
-  if (found != mSettings.end()) {
-    found->second = value;
-  }
-  return found != mSettings.end();
-}
-
 StatusLines DriverModel::Lines() const {
-  StatusLines lines = mSettings;
+  StatusLines lines(mSettings.begin(), mSettings.end());
   for (const auto& [id, one] : mServiceClasses) {
     lines.emplace_back(fmt::format("service_class[{}]", id),
                        fmt::format("latency {} default_dscp {} special_dscp {}", one.latency,

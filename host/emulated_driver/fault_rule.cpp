@@ -1,5 +1,6 @@
 #include "host/emulated_driver/fault_rule.h"
 
+#include <algorithm>
 #include <regex>
 
 #include "host/emulated_driver/driver_model.h"
@@ -95,11 +96,10 @@ FaultPlan::FaultPlan(const std::vector<FaultRule>& rules) {
   }
 }
 
-std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(std::string_view name,
-                                                  std::string_view otherName) {
+std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(const std::vector<std::string_view>& names) {
   std::vector<ArmedRule*> due;
   for (ArmedRule& armed : mRules) {
-    const bool counts = armed.rule.scope == name || armed.rule.scope == otherName;
+    const bool counts = std::find(names.begin(), names.end(), armed.rule.scope) != names.end();
     armed.hits += counts ? 1 : 0;
     if (counts && armed.hits >= armed.rule.firstHit && armed.hits <= armed.rule.lastHit) {
       due.push_back(&armed);
@@ -109,31 +109,26 @@ std::vector<FaultPlan::ArmedRule*> FaultPlan::Due(std::string_view name,
 }
 
 CommandFault FaultPlan::OnCommand(std::string_view command) {
+  const bool isDriver = command.starts_with("DRIVER ");
+  const auto words = SplitWords(command.substr(isDriver ? 7 : 0));
   CommandFault fault;
-  if (command.starts_with("DRIVER ")) {
-    command.remove_prefix(7);
-    for (ArmedRule* armed : Due("socket")) {
-      fault.reopens = true;
-      ++armed->fired;
-    }
-  }
-  const auto words = SplitWords(command);
   bool decided = false;
-  for (ArmedRule* armed : Due(words[0], words.size() > 1 ? words[1] : "")) {
+  for (ArmedRule* armed :
+       Due({words[0], words.size() > 1 ? words[1] : "", isDriver ? "socket" : ""})) {
     const FaultRule& rule = armed->rule;
-    if (rule.action == FaultAction::kDelay) {
-      fault.delay += std::chrono::milliseconds(rule.number);
-    } else if (!decided) {
-      decided = true;
-      fault.refused = rule.action == FaultAction::kFail;
-      fault.answered = rule.action != FaultAction::kDrop;
-      if (rule.action == FaultAction::kReply) {
-        fault.reply = rule.reply;
-      }
-    } else {
+    const bool decides = rule.action != FaultAction::kDelay && rule.action != FaultAction::kReopen;
+    if (decides && decided) {
       continue;
     }
+    decided = decided || decides;
     ++armed->fired;
+    fault.delay += std::chrono::milliseconds(rule.number);
+    fault.reopens = fault.reopens || rule.action == FaultAction::kReopen;
+    fault.refused = fault.refused || rule.action == FaultAction::kFail;
+    fault.answered = fault.answered && rule.action != FaultAction::kDrop;
+    if (rule.action == FaultAction::kReply) {
+      fault.reply = rule.reply;
+    }
   }
   return fault;
 }
@@ -141,7 +136,7 @@ CommandFault FaultPlan::OnCommand(std::string_view command) {
 std::optional<std::chrono::milliseconds> FaultPlan::OnEvent(std::string& event) {
   std::chrono::milliseconds delay{0};
   bool dropped = false;
-  for (ArmedRule* armed : Due("events")) {
+  for (ArmedRule* armed : Due({"events"})) {
     ++armed->fired;
     if (armed->rule.action == FaultAction::kDelay) {
       delay += std::chrono::milliseconds(armed->rule.number);

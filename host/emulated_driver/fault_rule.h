@@ -72,8 +72,8 @@ class FaultPlan {
     uint64_t hits = 0;
     uint64_t fired = 0;
   };
-  // Counts a command or message with these names; the rules that apply to it.
-  std::vector<ArmedRule*> Due(std::string_view name, std::string_view otherName = "");
+  // Counts a command or message that has these names; the rules that apply to it.
+  std::vector<ArmedRule*> Due(const std::vector<std::string_view>& names);
 
   std::vector<ArmedRule> mRules;
 };

@@ -19,8 +19,6 @@ ExchangeObserver gObserver;
 
 class CtrlWrapper : public WpaCliWrapper {
  public:
-  ~CtrlWrapper() override { CtrlWrapper::CloseCtrlInterface(); }
-
   // Waits at most 10 s for the answer to ATTACH.
   int32_t OpenCtrlInterface(const std::string& path) override;
   // Waits for a command that another thread has under way; ends a wait for a message.
@@ -35,7 +33,6 @@ class CtrlWrapper : public WpaCliWrapper {
   int32_t GetResponse(std::string& message, const std::string& prefix, int32_t waitLimit) override;
 
  private:
-  void CloseAll() REQUIRES(mExchangeLock);
   bool Connect(const std::string& path) REQUIRES(mExchangeLock);
   bool Reconnect() REQUIRES(mExchangeLock);
   int32_t Request(const std::string& command, std::string& reply) EXCLUDES(mExchangeLock);
@@ -45,12 +42,6 @@ class CtrlWrapper : public WpaCliWrapper {
   std::unique_ptr<ControlClient> mCommands GUARDED_BY(mExchangeLock);  // null when not connected
   Listener mListener;
 };
-
-void CtrlWrapper::CloseAll() {
-  mPath.clear();
-  mCommands.reset();
-  mListener.Stop();
-}
 
 // Puts new clients of `path` in place of those that there are, or leaves these.
 bool CtrlWrapper::Connect(const std::string& path) {
@@ -74,14 +65,16 @@ bool CtrlWrapper::Reconnect() {
 }
 
 int32_t CtrlWrapper::OpenCtrlInterface(const std::string& path) {
+  CloseCtrlInterface();
   const std::lock_guard<std::mutex> lock(mExchangeLock);
-  CloseAll();
   return Connect(path) ? kDone : kNotSent;
 }
 
 int32_t CtrlWrapper::CloseCtrlInterface() {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
-  CloseAll();
+  mPath.clear();
+  mCommands.reset();
+  mListener.Stop();
   return kDone;
 }
 
