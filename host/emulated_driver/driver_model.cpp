@@ -63,18 +63,16 @@ StatusLines::iterator FindPolicy(StatusLines& policies, std::string_view cookie)
 // The words of `command` at the "%" of `form`, if it has the form's words everywhere else.
 std::optional<Values> MatchForm(std::string_view form, const Values& command) {
   const Values words = SplitWords(form);
-  if (words.size() != command.size()) {
-    return std::nullopt;
-  }
+  bool matches = words.size() == command.size();
   Values values;
-  for (size_t i = 0; i < words.size(); ++i) {
+  for (size_t i = 0; matches && i < words.size(); ++i) {
     if (words[i] == "%") {
       values.push_back(command[i]);
-    } else if (words[i] != command[i]) {
-      return std::nullopt;
+    } else {
+      matches = words[i] == command[i];
     }
   }
-  return values;
+  return matches ? std::optional(values) : std::nullopt;
 }
 
 }  // namespace

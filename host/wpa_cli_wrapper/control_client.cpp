@@ -47,7 +47,7 @@ std::unique_ptr<ControlClient> ControlClient::Open(const std::string& path) {
   return client;
 }
 
-ControlClient::~ControlClient() { wpa_ctrl_close(mConnection); }
+ControlClient::ControlClient(wpa_ctrl* connection) : mConnection(connection, &wpa_ctrl_close) {}
 
 int32_t ControlClient::Request(const std::string& command, std::string& reply) {
   reply.clear();
@@ -56,8 +56,8 @@ int32_t ControlClient::Request(const std::string& command, std::string& reply) {
   }
   std::array<char, kMaxAnswerBytes> answer;
   size_t length = answer.size();
-  const int result = wpa_ctrl_request(mConnection, command.data(), command.size(), answer.data(),
-                                      &length, nullptr);
+  const int result = wpa_ctrl_request(mConnection.get(), command.data(), command.size(),
+                                      answer.data(), &length, nullptr);
   if (result != 0) {
     const bool gone = errno == ECONNREFUSED || errno == ENOTCONN || errno == EPIPE;
     return result == -1 && gone ? kNotSent : kNoAnswer;
@@ -66,12 +66,12 @@ int32_t ControlClient::Request(const std::string& command, std::string& reply) {
   return reply.starts_with("FAIL") || reply.starts_with("UNKNOWN COMMAND") ? kRefused : kDone;
 }
 
-bool ControlClient::Attach() { return wpa_ctrl_attach(mConnection) == 0; }
+bool ControlClient::Attach() { return wpa_ctrl_attach(mConnection.get()) == 0; }
 
 std::optional<std::string> ControlClient::Receive() {
   std::array<char, kMaxMessageBytes> message;
   size_t length = message.size();
-  return wpa_ctrl_recv(mConnection, message.data(), &length) == 0
+  return wpa_ctrl_recv(mConnection.get(), message.data(), &length) == 0
              ? std::optional(std::string(message.data(), length))
              : std::nullopt;
 }
@@ -86,4 +86,4 @@ void ControlClient::RemoveFiles() {
   }
 }
 
-int ControlClient::Descriptor() const { return wpa_ctrl_get_fd(mConnection); }
+int ControlClient::Descriptor() const { return wpa_ctrl_get_fd(mConnection.get()); }

@@ -30,9 +30,6 @@ class __attribute__((visibility("default"))) ControlClient {
  public:
   // Null when nobody listens at `path` or the path is too long.
   static std::unique_ptr<ControlClient> Open(const std::string& path);
-  ~ControlClient();
-  ControlClient(const ControlClient&) = delete;
-  ControlClient& operator=(const ControlClient&) = delete;
 
   // Sends `command` and waits at most 10 s for its answer, which replaces `reply`. After kNoAnswer
   // close this client: the late answer would be taken for the next command's.
@@ -47,7 +44,7 @@ class __attribute__((visibility("default"))) ControlClient {
   static void RemoveFiles();
 
  private:
-  explicit ControlClient(wpa_ctrl* connection) : mConnection(connection) {}
+  explicit ControlClient(wpa_ctrl* connection);
 
-  wpa_ctrl* const mConnection;  // owned, never null
+  const std::unique_ptr<wpa_ctrl, void (*)(wpa_ctrl*)> mConnection;  // never null
 };

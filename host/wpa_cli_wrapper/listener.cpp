@@ -56,7 +56,7 @@ bool Listener::Next(std::string& message, const std::string& prefix,
                     std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
   const std::lock_guard<std::mutex> lock(mLock);
-  for (bool inTime = true; mClient;) {
+  do {
     TakeArrived();
     while (!mMessages.empty()) {
       message = std::move(mMessages.front());
@@ -65,11 +65,7 @@ bool Listener::Next(std::string& message, const std::string& prefix,
         return true;
       }
     }
-    if (!inTime) {
-      break;
-    }
-    inTime = mChanged.wait_until(mLock, deadline) == std::cv_status::no_timeout;
-  }
+  } while (mClient && mChanged.wait_until(mLock, deadline) == std::cv_status::no_timeout);
   message.clear();
   return false;
 }

@@ -81,12 +81,9 @@ int32_t CtrlWrapper::CloseCtrlInterface() {
 int32_t CtrlWrapper::Request(const std::string& command, std::string& reply) {
   const std::lock_guard<std::mutex> lock(mExchangeLock);
   reply.clear();
-  if (mPath.empty()) {
-    return kNotSent;
-  }
   mListener.Drop();
   int32_t result = mCommands ? mCommands->Request(command, reply) : kNotSent;
-  if (result == kNotSent && Reconnect()) {
+  if (result == kNotSent && !mPath.empty() && Reconnect()) {
     result = mCommands->Request(command, reply);
   }
   if (result == kNoAnswer) {
