@@ -9,18 +9,6 @@
 
 namespace {
 
-TEST_F(EmulatedDriverTest, CutsItsStatusBehindAWholeLine) {
-  for (uint32_t id = 0; id < 100; ++id) {
-    mOptions.serviceClasses.push_back({id, 1000000000 + id, 63, 63});
-  }
-  StartDriver();
-  const std::string status = NewClient().Ask("STATUS");
-  EXPECT_EQ(NewClient().Ask("STATUS-DRIVER"), status);
-  EXPECT_THAT(mDriver->Status(), testing::StartsWith(status));
-  EXPECT_THAT(status, testing::EndsWith("\n"));
-  EXPECT_THAT(status, testing::SizeIs(testing::AllOf(testing::Le(4096), testing::Gt(4000))));
-}
-
 TEST_F(EmulatedDriverTest, StartsAtAFreePlaceOrADeadOwnersOnly) {
   StartDriver();
   std::filesystem::create_directory(mDirectory + "/folder");
