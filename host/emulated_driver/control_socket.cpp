@@ -41,10 +41,6 @@ struct stat FileStatus(const std::string& path) {
 
 int OpenDatagramSocket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
 
-bool IsDeadSocket(const std::string& path) {
-  return S_ISSOCK(FileStatus(path).st_mode) && ConnectError(path) == ECONNREFUSED;
-}
-
 }  // namespace
 
 int ConnectError(const std::string& path) {
@@ -82,7 +78,7 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
 int ControlSocket::Bind(int& descriptor) {
   const int directory = open(mDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   flock(directory, LOCK_EX);
-  if (IsDeadSocket(mPath)) {
+  if (S_ISSOCK(FileStatus(mPath).st_mode) && ConnectError(mPath) == ECONNREFUSED) {
     unlink(mPath.c_str());
   }
   const sockaddr_un address = AddressOf(mPath);
