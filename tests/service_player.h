@@ -171,7 +171,9 @@ class Player : Rig {
         {" unread ", std::to_string(std::exchange(platform.messages, {}).size())}};
     std::string changed;
     for (const auto& [name, text] : now) {
-      changed += mState[name] == text ? "" : (changed.empty() ? "~" : ";") + name + text;
+      if (mState[name] != text) {
+        changed.append(changed.empty() ? "~" : ";").append(name).append(text);
+      }
     }
     mState = now;
     mState[" unread "] = "0";
