@@ -58,7 +58,7 @@ class Player : Rig {
   }
 
  private:
-  // The first of the parts between bars is the command; what stands behind it is done before.
+  // The command comes first in a line, and is done last.
   int Perform(const std::string& line) {
     const std::regex bar(R"( \| )");
     std::vector<std::string> parts(std::sregex_token_iterator(line.begin(), line.end(), bar, -1),

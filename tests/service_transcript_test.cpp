@@ -1,12 +1,11 @@
 // Plays the transcripts in TRANSCRIPTS, each a file of sessions, and compares what happens with
 // what they say. A session is a fresh service; its lines are
-//   ## title                  begins a session, without a parser if it says so; other # are
-//   comments $ init | refuse MASK      runs a command, by packet where there is one, or scripts the
-//   platform;
-//                             what stands behind a | is done before it
-//   > add 5000 0 0 20 = 0     does so too, and shows its result and what came of it:
-//   -> ... and W ...          what was asked of the platform, and logged (scripted_platform.h)
-//   ~ path /wlan0; target 1   what of the service's state has changed
+//   ## title                begins a session, without a parser if it says so; other # are comments
+//   $ init | refuse MASK    does what stands behind each |, then the command (by packet where there
+//                           is one), without showing what comes of it
+//   > add 5000 0 0 20 = 0   does the same and shows the command's result; then
+//   -> ... and W ...        what it asked of the platform and logged (scripted_platform.h), and
+//   ~ path /wlan0           what of the service's state has changed, with ; between the parts
 // In all of them {x*3} stands for xxx, \n and \t for the characters; lines are cut at 900.
 //
 // Each session is played at its own log mask ("$ log 3", all levels unless said; "$ log 3 alone"
