@@ -62,6 +62,7 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
         "directory",
         mPath, mPath.size(), kMaxSocketPath);
   }
+  mWaitsEnded = false;
   mMadeDirectory = mkdir(directory.c_str(), S_IRWXU | S_IRWXG) == 0;
   if (const int error = Bind(mDescriptor); error != 0) {
     throw Refusal(
@@ -129,10 +130,16 @@ void ControlSocket::Close() {
   }
 }
 
-void ControlSocket::EndWaits() const { shutdown(mDescriptor, SHUT_RD); }
+void ControlSocket::EndWaits() {
+  mWaitsEnded = true;
+  shutdown(mDescriptor, SHUT_RD);
+}
 
 std::optional<ReceivedCommand> ControlSocket::Receive(int milliseconds) {
   CloseOld();
+  if (mWaitsEnded) {
+    return std::nullopt;  // it may have been the old one's waits that were ended
+  }
   SendQueued();
   if (!mQueue.empty()) {
     milliseconds = milliseconds < 0 ? kQueueMs : std::min(milliseconds, kQueueMs);
