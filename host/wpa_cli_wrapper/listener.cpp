@@ -38,17 +38,13 @@ void Listener::Read(int descriptor) {
     if (!mClient) {
       return;
     }
-    TakeArrived();
-    mChanged.notify_all();
-  }
-}
-
-void Listener::TakeArrived() {
-  while (auto message = mClient ? mClient->Receive() : std::nullopt) {
-    if (mMessages.size() == kMaxMessages) {
-      mMessages.pop_front();
+    while (auto message = mClient->Receive()) {
+      if (mMessages.size() == kMaxMessages) {
+        mMessages.pop_front();
+      }
+      mMessages.push_back(std::move(*message));
     }
-    mMessages.push_back(std::move(*message));
+    mChanged.notify_all();
   }
 }
 
@@ -57,7 +53,6 @@ bool Listener::Next(std::string& message, const std::string& prefix,
   const auto deadline = std::chrono::steady_clock::now() + limit;
   const std::lock_guard<std::mutex> lock(mLock);
   do {
-    TakeArrived();
     while (!mMessages.empty()) {
       message = std::move(mMessages.front());
       mMessages.pop_front();
@@ -72,6 +67,5 @@ bool Listener::Next(std::string& message, const std::string& prefix,
 
 void Listener::Drop() {
   const std::lock_guard<std::mutex> lock(mLock);
-  TakeArrived();
   mMessages.clear();
 }

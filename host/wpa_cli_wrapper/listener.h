@@ -30,12 +30,11 @@ class Listener {
   // thread may call it.
   bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit)
       EXCLUDES(mLock);
-  // Drops every message that has arrived by now. Any thread may call it.
+  // Drops every message that has been read by now. Any thread may call it.
   void Drop() EXCLUDES(mLock);
 
  private:
   void Read(int descriptor) EXCLUDES(mLock);
-  void TakeArrived() REQUIRES(mLock);
 
   std::mutex mLock;
   std::condition_variable_any mChanged;  // notified when one of the next two has changed

@@ -23,8 +23,8 @@ class CtrlWrapper : public WpaCliWrapper {
   int32_t OpenCtrlInterface(const std::string& path) override;
   // Waits for a command that another thread has under way; ends a wait for a message.
   int32_t CloseCtrlInterface() override;
-  // Waits at most 10 s for the answer. Messages that arrived before are dropped, so that a late one
-  // for an earlier command is not taken for this command's. A command that could not be sent is
+  // Waits at most 10 s for the answer. Messages that were read before are dropped, so that a late
+  // one for an earlier command is not taken for this command's. A command that could not be sent is
   // sent once more after opening anew, which waits at most 10 s as well: a supplicant that has
   // reopened its socket refuses all who were connected.
   int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& reply,
