@@ -33,7 +33,7 @@ void CheckState(const std::string& status) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  GTEST_FLAG_SET(break_on_failure, true);
+  GTEST_FLAG_SET(throw_on_failure, true);
   DriverModel driver;
   std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
   std::string before = driver.Status();

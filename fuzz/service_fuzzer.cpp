@@ -194,7 +194,7 @@ class ServiceUnderFuzz : Rig {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  GTEST_FLAG_SET(break_on_failure, true);
+  GTEST_FLAG_SET(throw_on_failure, true);
   FuzzedDataProvider input(data, size);
   gInput = &input;
   gReliable = input.ConsumeBool();

@@ -69,8 +69,9 @@ void ControlSocket::Open(const std::string& directory, const std::string& interf
         "control socket {}: {}", mPath,
         error == EADDRINUSE
             ? "in use: stop its owner, or choose another directory or interface"
-            : fmt::format("{}: its directory must be writable, or be missing where one can be made",
-                          std::strerror(error)));
+            : fmt::format(
+                  "{}: its directory must be writable; a missing one is made, but not its parent",
+                  std::strerror(error)));
   }
 }
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr uint32_t kMaxServiceClassId = 31;  // of a command's
+constexpr uint32_t kMaxServiceClassId = 31;  // the highest that a command adds
 constexpr uint32_t kMaxDscp = 63;
 constexpr std::string_view kClassHeading =
     "(service_class_id, buffer_latency_tolerance, app_ind_default_dscp, app_ind_special_dscp)";
@@ -139,15 +139,12 @@ const DriverModel::Command DriverModel::Command::kAll[9] = {
     {"SERVICE_CLASS_SHOW",
      [](DriverModel& driver, const Values&, DriverAnswer& answer) {
        const auto& classes = driver.mServiceClasses;
-       answer.events = {fmt::format("{} svc_count:{}", kEventPrefix, classes.size())};
        std::string list = fmt::format("{} {}", kEventPrefix, kClassHeading);
        for (const auto& [id, one] : classes) {
          list +=
              fmt::format(" ({}, {}, {}, {})", id, one.latency, one.defaultDscp, one.specialDscp);
        }
-       if (!classes.empty()) {
-         answer.events.push_back(list);
-       }
+       answer.events = {fmt::format("{} svc_count:{}", kEventPrefix, classes.size()), list};
      }},
     {"SERVICE_CLASS_ADD service_class_id % buffer_latency_tolerance % app_ind_default_dscp % "
      "app_ind_special_dscp %",

@@ -6,7 +6,7 @@
 //   SERVICE_CLASS_ADD service_class_id 2 buffer_latency_tolerance 30 app_ind_default_dscp 46
 //     app_ind_special_dscp 40                                                          (one line)
 // SERVICE_CLASS_SHOW answers "OK\n" and has two messages sent to every attached client, the
-// second one only if there is a class; it lists all classes behind a heading:
+// second of which lists all classes behind a heading:
 //   <3>SVC-EVENT: svc_count:1
 //   <3>SVC-EVENT: (service_class_id, ...) (0, 10, 46, 40)
 // Limits: 32 classes, which commands cannot remove; any number of policies. One thread at a time.

@@ -36,7 +36,8 @@ std::string Unescape(std::string_view text) {
   return plain;
 }
 
-// The rule that `text` writes as `action`; nothing when a number is out of range or it goes on.
+// The rule that `text` writes as `action`; nothing when a number is out of range, or when text
+// follows what the form describes.
 std::optional<FaultRule> RuleFrom(const std::string& text, FaultAction action,
                                   const std::smatch& found) {
   FaultRule rule{text, found[1], action, Unescape(found.suffix().str())};
@@ -51,7 +52,7 @@ std::optional<FaultRule> RuleFrom(const std::string& text, FaultAction action,
   return ends && number && rule.lastHit != 0 ? std::optional(rule) : std::nullopt;
 }
 
-// Changes about every eighth byte, and one at least. The prefix stays, because nobody waits for a
+// Changes about every eighth byte. The prefix stays, because nobody waits for a
 // message without it. Never makes a NUL.
 void Garble(std::string& event, std::mt19937& random) {
   for (size_t i = kEventPrefix.size() + random() % 8; i < event.size(); i += 1 + random() % 15) {

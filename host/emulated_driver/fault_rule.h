@@ -5,9 +5,9 @@
 //   COMMAND:delay=MS     carried out (its messages sent) at once, answered MS milliseconds late
 //   COMMAND:reply=TEXT   carried out, but answered with TEXT; \n is a line end, \\ a backslash
 //   events:drop          an unsolicited message is not sent
-//   events:delay=MS      it is sent MS milliseconds late, and so behind the command's answer
+//   events:delay=MS      it is sent MS milliseconds late, and so after the command's answer
 //   events:garble=NUMBER random bytes behind "<3>SVC-EVENT:" are changed, the same for each NUMBER
-//   socket:reopen        the control socket is closed and opened anew behind a driver command
+//   socket:reopen        the control socket is closed and opened anew after a driver command
 // Each may end in @N (only the Nth such command or message) or xN (only the first N), but for a
 // reply, whose TEXT takes all that follows: POLICY_ADD@2:reply=cookie=0x12.
 // COMMAND is PING, ATTACH, DETACH, STATUS, STATUS-DRIVER or a driver command's first or second
@@ -29,7 +29,8 @@ struct FaultRule {
   std::string scope;  // the command, "events" or "socket"
   FaultAction action = FaultAction::kFail;
   std::string reply;
-  uint32_t number = 0;            // milliseconds of delay, or where garble's random numbers start
+  uint32_t number = 0;            // milliseconds of delay, or where garble's random numbers start;
+                                  // 0 for all others
   uint64_t firstHit = 1;          // counted from 1
   uint64_t lastHit = UINT64_MAX;  // inclusive
 };

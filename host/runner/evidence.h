@@ -26,7 +26,8 @@ class Evidence {
   // After each command: writes the result of the check into `report`. Returns a notice for the
   // person, empty in most cases.
   std::string Check(CommandReport& report);
-  // What the driver holds now, also as lines; nothing when it does not say.
+  // What the driver holds now, also as `lines`; nothing, and `lines` as they were, when it does not
+  // say.
   std::optional<DriverModel> Ask(StatusLines& lines);
 
  private:

@@ -42,7 +42,8 @@ std::string Surprise(TomlConfig& config, const std::string& name, const std::str
 
 // Prints the settings that the service gets and stores them in `settings`; returns what in them may
 // surprise.
-Lines ShowSettings(const std::string& file, TomlConfig& config, LinkConfiguration& settings) {
+Lines ShowSettings(const std::string& file, bool anyWrong, TomlConfig& config,
+                   LinkConfiguration& settings) {
   Print("Settings in force with {}\n", Visible(file));
   Lines surprises;
   bool anySet = false;
@@ -59,7 +60,7 @@ Lines ShowSettings(const std::string& file, TomlConfig& config, LinkConfiguratio
       surprises.push_back(fmt::format("{}: {}: {}", origin, name, surprise));
     }
   });
-  if (!anySet) {
+  if (!anySet && !anyWrong) {
     surprises.push_back(file +
                         ": nothing in a table [nuvrel.services.wirelesslinkconfig]: "
                         "every setting is its default");
@@ -127,7 +128,7 @@ ExitStatus Explain(const std::string& file, const std::string& interface) {
   TomlConfig config;
   const Lines problems = config.Load(file);
   LinkConfiguration settings;
-  const Lines surprises = ShowSettings(file, config, settings);
+  const Lines surprises = ShowSettings(file, !problems.empty(), config, settings);
   if (!settings.wpaifPath.empty()) {
     const std::string path = settings.wpaifPath + "/" + interface;
     const std::string why = WhyNotOpen(path);

@@ -2,7 +2,7 @@
 //
 //   ^C in a session        after the running command; a second one ends it at once
 //   any other              in good order when that takes at most three seconds, else without
-// Either way the private directories and the socket files of wlc's clients are removed, and the
+// Either way the private directory and the socket files of wlc's clients are removed, and the
 // exit status is 128 and the signal's number.
 //
 // A thread takes the signals, which are blocked in all others. Unlike a signal handler it may

@@ -69,13 +69,17 @@ class JsonOutput : public SessionOutput {
   }
 
   void OnFinish(const SessionEnd& end) override {
+    Json driver = Json::object();
+    for (const auto& [key, value] : end.state) {
+      driver[key] = value;
+    }
     Json faults = Json::array();
     for (const FaultCount& fault : end.faults) {
       faults.push_back({{"rule", fault.rule}, {"fired", fault.fired}});
     }
     Write({{"kind", "end"},
            {"interrupted", end.interrupted},
-           {"driver", Json::object_t(end.state.begin(), end.state.end())},
+           {"driver", driver},
            {"faults", faults}});
   }
 
@@ -111,8 +115,9 @@ class TraceOutput : public SessionOutput {
                  exchange, AsJson(exchange));
     }
     for (const auto& [key, value] : report.state) {
-      if (key == "service_classes" || key == "policies") {
-        Write("C", kCommands, key, {{"count", std::stoul(value)}}, {{"ts", Since(report.end)}});
+      const auto count = ParseNumber(value);
+      if (count && (key == "service_classes" || key == "policies")) {
+        Write("C", kCommands, key, {{"count", *count}}, {{"ts", Since(report.end)}});
       }
     }
   }

@@ -34,5 +34,5 @@ class PrivateDirectory {
 
  private:
   inline static std::mutex sLock;
-  inline static std::string sPath;  // guarded by sLock
+  inline static std::string sPath;  // written under sLock, by the one that there is
 };

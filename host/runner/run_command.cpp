@@ -73,7 +73,8 @@ struct SessionDriver {
     } else if (!options.driver.faults.empty() || !options.driver.serviceClasses.empty()) {
       throw Refusal(
           "--fault and --service-class work on the emulated driver, not on the supplicant in {}: "
-          "give them to wlc driver, or use --emulated",
+          "give them to its wlc driver, or let this wlc emulate it: without --ctrl-dir, with "
+          "--emulated",
           directory);
     }
     config.Set(SettingKey("wpaifPath"), directory, "the control directory");
@@ -116,8 +117,8 @@ void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
 
 // This device's address; empty where the discovery client is to ask the interface for it.
 std::string SelfIp(const RunOptions& options, bool emulated) {
-  const bool known = !emulated && if_nametoindex(options.driver.interface.c_str()) != 0;
-  return !options.selfIp.empty() || known ? options.selfIp : "192.168.49.1";
+  const bool exists = !emulated && if_nametoindex(options.driver.interface.c_str()) != 0;
+  return !options.selfIp.empty() || exists ? options.selfIp : "192.168.49.1";
 }
 
 }  // namespace

@@ -18,16 +18,17 @@ class Listener {
  public:
   ~Listener() { Stop(); }
 
-  // Stops, and reads from `client`, which is attached, until the next Stop. Start and Stop are
-  // called by one thread at a time.
+  // Stops, and reads from `client`, which is attached, until the next Stop. Throws
+  // std::system_error when no thread can be started. Start and Stop are called by one thread at a
+  // time.
   void Start(std::unique_ptr<ControlClient> client) EXCLUDES(mLock);
   // Ends the thread and every wait, closes the client and drops what has arrived. A wait that has
   // not noticed by the next Start goes on with what that one's client receives.
   void Stop() EXCLUDES(mLock);
 
   // Waits at most `limit` for a message that begins with `prefix`, which replaces `message`; those
-  // before it are dropped. False, with `message` empty, when none came or Stop was called. Any
-  // thread may call it.
+  // before it are dropped. False, with `message` empty, when none came or nothing is read
+  // any more. Any thread may call it.
   bool Next(std::string& message, const std::string& prefix, std::chrono::milliseconds limit)
       EXCLUDES(mLock);
   // Drops every message that has been read by now. Any thread may call it.

@@ -21,7 +21,8 @@ class CtrlWrapper : public WpaCliWrapper {
  public:
   // Waits at most 10 s for the answer to ATTACH.
   int32_t OpenCtrlInterface(const std::string& path) override;
-  // Waits for a command that another thread has under way; ends a wait for a message.
+  // Waits for a command that another thread has under way; ends a wait for a message, unless it is
+  // opened again at once.
   int32_t CloseCtrlInterface() override;
   // Waits at most 10 s for the answer. Messages that were read before are dropped, so that a late
   // one for an earlier command is not taken for this command's. A command that could not be sent is
@@ -50,7 +51,11 @@ bool CtrlWrapper::Connect(const std::string& path) {
   if (!commands || !monitor || !monitor->Attach()) {
     return false;
   }
-  mListener.Start(std::move(monitor));
+  try {
+    mListener.Start(std::move(monitor));
+  } catch (const std::system_error&) {
+    return false;  // no thread can be started
+  }
   mCommands = std::move(commands);
   mPath = path;
   return true;
