@@ -3,21 +3,11 @@
 
 #include <fstream>
 #include <regex>
-#include <sstream>
 #include <utility>
 
 #include "host/emulated_driver/driver_model.h"
 
 namespace {
-
-std::vector<std::string> Split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::istringstream stream(text + separator);
-  for (std::string part; std::getline(stream, part, separator);) {
-    parts.push_back(part);
-  }
-  return parts;
-}
 
 // The reply and the messages of `command`, which must change nothing when it is refused.
 std::string Execute(DriverModel& model, const std::string& command) {
@@ -51,8 +41,9 @@ std::string Play(DriverModel& model, const std::string& command, std::string& la
   }
   std::string changed;
   const std::string before = std::exchange(last, model.Status());
-  for (const std::string& line : Split(last, '\n')) {
-    changed += before.find(line + "\n") == std::string::npos ? "; " + line : "";
+  for (const std::string_view line : SplitWords(last, '\n')) {
+    changed +=
+        before.find(std::string(line) + "\n") == std::string::npos ? "; " + std::string(line) : "";
   }
   return changed.substr(2, changed.size() - (changed.ends_with("; ") ? 4 : 2));
 }
@@ -68,8 +59,9 @@ TEST(DriverModel, CarriesOutAndRefusesAsItsTableSays) {
     if (!std::regex_match(line, part, row)) {
       continue;
     }
-    for (const std::string& word : Split(part[3], ',')) {
-      const std::string command = part.str(1) + word + part.str(4);
+    const std::string words = part[3];
+    for (const std::string_view word : SplitWords(words, ',')) {
+      const std::string command = part.str(1) + std::string(word) + part.str(4);
       EXPECT_EQ(Play(model, command, status), part[5]) << command;
       ++cases;
     }

@@ -10,7 +10,9 @@
 #include <regex>
 #include <set>
 
+#include "config/link_configuration.h"
 #include "framework/log_level.h"
+#include "host/coreutils/toml_config.h"
 #include "host/emulated_driver/emulated_driver.h"
 #include "host/runner/service_host.h"
 #include "host/runner/steps.h"
@@ -24,16 +26,11 @@ long OpenDescriptors() {
   return std::distance(begin(open), end(open));
 }
 
-struct Config : nuvrel::ConfigParser {
-  explicit Config(const std::string& directory) {
-    mStrings["nuvrel.services.wirelesslinkconfig.wpaifpath"] = directory;
-  }
-};
-
 class Recovery : public testing::Test {
  protected:
   Recovery() {
     gNuvrelLogLevel = 0;
+    mConfig.Set(SettingKey("wpaifPath"), mDirectory, "the test");
     SetDiscovery("wlan0", "10.0.0.1", "10.0.0.2");
     mService.emplace(SERVICE_LIBRARY, mConfig);
   }
@@ -55,17 +52,14 @@ class Recovery : public testing::Test {
   }
 
   std::unique_ptr<EmulatedDriver> StartDriver() const {
-    EmulatedDriverOptions options;
-    options.directory = mDirectory;
-    options.interface = "wlan0";
-    auto driver = std::make_unique<EmulatedDriver>(options);
+    auto driver = std::make_unique<EmulatedDriver>(EmulatedDriverOptions{.directory = mDirectory});
     driver->Start();
     return driver;
   }
 
  private:
   std::string mDirectory = mkdtemp(std::string("/tmp/recovery-XXXXXX").data());
-  Config mConfig{mDirectory};
+  TomlConfig mConfig;
   std::optional<ServiceHost> mService;
 };
 
@@ -99,18 +93,13 @@ TEST_F(Recovery, SupplicantDiesBetweenAnyTwoCommands) {
 
 // The framework calls by slot: what stands in each, in order, and the layout of what it passes.
 TEST(ServiceLibrary, SlotsStandInTheirOrder) {
-  const char* const slots[] = {"D1Ev",
-                               "D0Ev",
-                               "8OnPacketEP11NuvrelPkt_t",
-                               "16OnConnectionLostEv",
-                               "4InitEP9NuvrelPkt",
-                               "6DeInitEv",
-                               "9Reserved0Ev",
-                               "9Reserved1Ev"};
+  const auto slots = SplitWords(
+      "D1Ev D0Ev 8OnPacketEP11NuvrelPkt_t 16OnConnectionLostEv 4InitEP9NuvrelPkt 6DeInitEv "
+      "9Reserved0Ev 9Reserved1Ev");
   void* library = dlopen(SERVICE_LIBRARY, RTLD_NOW);
   void** const table = static_cast<void**>(dlsym(library, "_ZTV25WirelessLinkConfigService")) + 2;
-  for (size_t i = 0; i < std::size(slots); ++i) {
-    const std::string name = std::string("_ZN25WirelessLinkConfigService") + slots[i];
+  for (size_t i = 0; i < slots.size(); ++i) {
+    const std::string name = "_ZN25WirelessLinkConfigService" + std::string(slots[i]);
     EXPECT_EQ(table[i], dlsym(library, name.c_str())) << name;
   }
   static_assert(sizeof(ServiceCreateParams) == 16 && sizeof(NuvrelPkt) == 336);
