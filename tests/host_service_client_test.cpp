@@ -17,7 +17,7 @@ TEST(ServiceClientTest, RefusesWhatDoesNotFitOrIsNotSet) {
     EXPECT_EQ(client->GetNetworkInterfaceInfo(&info), fits ? 0 : -1);
     EXPECT_EQ(info.interfaceName, std::string(fits ? name : 0, 'w'));
   }
-  for (const size_t address : {0, 195, 196}) {
+  for (const unsigned address : {0U, 195U, 196U}) {
     NetworkInterfaceInfo info{};
     setenv("NUVREL_HOST_PEER_IP", std::string(address, '1').c_str(), 1);
     EXPECT_EQ(client->GetPeerInterfaceInfo(nullptr, &info), address == 195 ? 0 : -1);
