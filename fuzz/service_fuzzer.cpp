@@ -99,8 +99,8 @@ class ServiceUnderFuzz : Rig {
   }
   ~ServiceUnderFuzz() override { DeInit(); }  // while there is a platform
 
-  // Plays one request, or a run of them with the latency, and the port or not, counting up; before
-  // it, the platform may change.
+  // Sends one request, or up to 40 in which the latency counts up, and sometimes the port as well.
+  // Before it, the platform may change.
   void RunSome() {
     if (gInput->ConsumeIntegralInRange(0, 7) == 0) {
       mPlatform.Change();

@@ -1,4 +1,4 @@
-// The wrapper against an emulated driver that lets it down.
+// The wrapper on an emulated driver, also on one that fails.
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kShow[] = "DRIVER SERVICE_CLASS_SHOW";
 
-// Those that this process has now.
+// The socket files of clients that this process has now.
 std::set<std::string> SocketFiles() {
   std::set<std::string> files;
   const std::string name = "wpa_ctrl_" + std::to_string(getpid()) + "-";

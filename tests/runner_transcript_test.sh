@@ -15,7 +15,7 @@ scratch=$(mktemp -d) || exit
 trap 'jobs -p | xargs -r kill 2>/dev/null; rm -rf "$scratch"' EXIT
 mkdir "$scratch/here" "$scratch/bin"
 trap '' PIPE # writing to one that has ended fails, and that is all
-# A shell starts what runs beside it deaf to SIGINT.
+# A shell starts background jobs with SIGINT ignored.
 printf '#!/bin/sh\nexec env --default-signal=INT,PIPE %s "%s" "$@"\n' "$emulator" \
   "$build/bin/wlc" >"$scratch/bin/wlc"
 chmod +x "$scratch/bin/wlc"

@@ -58,7 +58,7 @@ class Player : Rig {
   }
 
  private:
-  // The command comes first in a line, and is done last.
+  // What stands behind the command in a line is done before it.
   int Perform(const std::string& line) {
     const std::regex bar(R"( \| )");
     std::vector<std::string> parts(std::sregex_token_iterator(line.begin(), line.end(), bar, -1),

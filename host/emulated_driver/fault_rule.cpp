@@ -11,8 +11,9 @@ namespace {
 constexpr char kSupplicantCommands[] = "PING ATTACH DETACH STATUS STATUS-DRIVER";
 constexpr uint32_t kMaxDelayMs = 3600 * 1000;
 
-// How a rule is written: its scope, its number and its turn, of which all but the scope may be
-// empty. {0} is any command, {1} a turn. The text of a reply, which may be long, is what follows.
+// How a rule is written: its scope, its number and its @N or xN, of which all but the scope may be
+// empty. {0} is any command, {1} an @N or xN. The text of a reply, which may be long, is what
+// follows.
 constexpr struct {
   FaultAction action;
   const char* form;
@@ -24,7 +25,7 @@ constexpr struct {
     {FaultAction::kReopen, "(socket):reopen(){1}"},
     {FaultAction::kReply, "({0})(){1}:reply="},
 };
-constexpr char kTurn[] = "(?:([@x])([0-9]{1,10}))?";
+constexpr char kHits[] = "(?:([@x])([0-9]{1,10}))?";
 
 std::string Unescape(std::string_view text) {
   std::string plain;
@@ -70,7 +71,7 @@ FaultRule ParseFaultRule(const std::string& text) {
   const std::string anyCommand = std::regex_replace(commands, std::regex(" "), "|");
   for (const auto& [action, form] : kForms) {
     std::smatch found;
-    const std::regex regex(fmt::format(fmt::runtime(form), anyCommand, kTurn));
+    const std::regex regex(fmt::format(fmt::runtime(form), anyCommand, kHits));
     if (std::regex_search(text, found, regex, std::regex_constants::match_continuous)) {
       if (const auto rule = RuleFrom(text, action, found)) {
         return *rule;
