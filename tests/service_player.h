@@ -213,6 +213,8 @@ class Player : Rig {
       {"create", [this] { return CreateInstance(); }},
       {"release", [this] { return ReleaseInstance(); }},
       {"sysfs", [this] { return errno = EBADF, ApplySysfsLinkConfiguration(); }},
+      {"apply-commands", [this] { return ApplyWpaCliLinkConfiguration(); }},
+      {"revert-commands", [this] { return RevertWpaCliLinkConfiguration(); }},
       {"delete", [this] { return DeleteLAPBFlowPolicy(std::stoi(mRest)); }},
       {"update-map", [this] { return UpdateServiceIDMap(); }},
       {"create-class", [this] { return CreateServiceClass(1, 2, 3, &mId) + mId; }}};
