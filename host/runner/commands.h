@@ -1,6 +1,9 @@
 // The three subcommands of wlc. Each throws a Refusal when it cannot run.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "host/emulated_driver/emulated_driver.h"
 
 enum ExitStatus : int {

@@ -13,8 +13,11 @@
 // What the driver held before the session is taken as it is.
 #pragma once
 
+#include <optional>
 #include <set>
+#include <string>
 
+#include "host/emulated_driver/driver_model.h"
 #include "host/runner/session_output.h"
 
 class Evidence {

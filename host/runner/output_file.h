@@ -11,6 +11,9 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
 
 class OutputFile {
  public:

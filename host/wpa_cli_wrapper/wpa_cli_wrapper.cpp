@@ -44,7 +44,8 @@ class CtrlWrapper : public WpaCliWrapper {
   Listener mListener;
 };
 
-// Puts new clients of `path` in place of those that there are, or leaves these.
+// Puts new clients of `path` in place of those that there are, or leaves these; without messages
+// when no thread can be started.
 bool CtrlWrapper::Connect(const std::string& path) {
   auto commands = ControlClient::Open(path);
   auto monitor = ControlClient::Open(path);
