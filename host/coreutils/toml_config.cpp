@@ -124,8 +124,6 @@ void TomlConfig::Set(const std::string& key, const std::variant<int64_t, std::st
                      const std::string& origin) {
   const std::lock_guard<std::mutex> lock(mMutex);
   const std::string lowerKey = LowerCase(key);
-  mIntegers.erase(lowerKey);
-  mStrings.erase(lowerKey);
   if (const auto* integer = std::get_if<int64_t>(&value)) {
     mIntegers[lowerKey] = *integer;
   } else {

@@ -24,7 +24,7 @@ class TomlConfig : public nuvrel::ConfigParser {
   // of the file. Throws a Refusal when the file cannot be read.
   std::vector<std::string> Load(const std::string& file);
 
-  // Sets one value from elsewhere, replacing a value of either type. `origin` is for OriginOf.
+  // Sets one value from elsewhere, replacing one of the same type. `origin` is for OriginOf.
   void Set(const std::string& key, const std::variant<int64_t, std::string>& value,
            const std::string& origin);
 
