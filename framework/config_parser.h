@@ -11,6 +11,8 @@
 #include <mutex>
 #include <string>
 
+#include "framework/thread_annotations.h"
+
 namespace nuvrel {
 
 class ConfigParser {
@@ -22,9 +24,9 @@ class ConfigParser {
   int getProperty(const std::string& key, bool& value);  // whether the stored integer is not zero
 
  protected:
-  uint32_t mLogMask = 0;                        // value 4: one INFO line for each successful lookup
-  std::map<std::string, int64_t> mIntegers;     // by lower-case key
-  std::map<std::string, std::string> mStrings;  // by lower-case key
+  uint32_t mLogMask GUARDED_BY(mMutex) = 0;  // value 4: one INFO line for each successful lookup
+  std::map<std::string, int64_t> mIntegers GUARDED_BY(mMutex);     // by lower-case key
+  std::map<std::string, std::string> mStrings GUARDED_BY(mMutex);  // by lower-case key
   std::mutex mMutex;
 };
 
