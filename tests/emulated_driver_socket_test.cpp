@@ -17,12 +17,16 @@ TEST_F(EmulatedDriverTest, StartsAtAFreePlaceOrADeadOwnersOnly) {
       {mDirectory + "/none/none", "wlan0", "its directory must be writable"},
       {mDirectory, "folder", "in use: stop"},
       {mDirectory + "/" + std::string(107, 'a'), "wlan0", "use a shorter directory"}};
+  using Entries = std::filesystem::directory_iterator;
+  const auto descriptors = [] { return std::distance(Entries("/proc/self/fd"), Entries()); };
+  const auto before = descriptors();
   for (const auto& [directory, interface, part] : cases) {
     mOptions.directory = directory;
     mOptions.interface = interface;
     EXPECT_THAT([&] { EmulatedDriver(mOptions).Start(); },
                 testing::ThrowsMessage<Refusal>(testing::HasSubstr(part)));
   }
+  EXPECT_EQ(descriptors(), before);
   EXPECT_EQ(NewClient().Ask("DRIVER SET_LATENCY_MODE 7"), "OK\n");
   const std::string path = mDriver->SocketPath();
   std::filesystem::create_hard_link(path, path + "-dead");

@@ -119,7 +119,6 @@ void ControlSocket::CloseOld() {
 
 void ControlSocket::Close() {
   mAttached.clear();
-  mQueue.clear();
   if (mDescriptor < 0) {
     return;
   }
