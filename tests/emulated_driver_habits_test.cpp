@@ -66,6 +66,7 @@ TEST_F(SupplicantHabits, QueuesMessagesAtHalfItsRoomAndReopensItsSocketWithoutAn
     read += Drain(reading);
   } while (read == sent && sent < 500);
   asking.Ask(kShow);
+  usleep(20000);  // by now it waits for the next command
   EXPECT_EQ(Drain(reading), 0) << "held back for all";
   for (int i = Drain(idle); i < sent + 2; ++i) {
     ASSERT_NE(idle.Receive(), "") << "queued, not lost";

@@ -66,7 +66,7 @@ shorten() {
 # the order in which the service's map gives the cookies of its policies.
 tidy() {
   sed -E -e 's/([0-9]+)\.[0-9]{2} ms/@\1@#.## ms/; :w s/@[0-9]([0-9]+@)/ @\1/; tw; s/@[0-9]@//' \
-    -e 's/^ +#/#/; s/("(microseconds|ts|dur)":)[0-9.e-]+/\1#/g' \
+    -e 's/^ +#/#/; s/("(microseconds|ts|dur)":)[0-9.]+(e-?[0-9]+)?/\1#/g' \
     -e "s/$(literal "$scratch")(\/wlc-.{6})?/#/g; s/$(literal "$build")\//#\//g" \
     -e 's/(\[[A-Za-z]+:)[0-9]+\]/\1#]/g; s/: 0x[0-9a-f]+K/: #/; s/(POLICY_DELETE cookie p)[12]/\1#/g'
 }
