@@ -16,7 +16,7 @@ import tempfile
 from pathlib import Path
 
 LIBRARY = "libnuvrelwirelesslinkconfigservice.so"
-ARM64_LIBRARY = Path("build-arm64/tests/device/build/lib") / LIBRARY  # ./dev arm64 builds it
+ARM64_LIBRARY = Path("build-arm64-release/lib") / LIBRARY  # ./dev bench builds it
 
 
 def read_runs(directory):
