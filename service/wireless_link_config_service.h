@@ -11,10 +11,11 @@
 // for failure unless said otherwise.
 //
 // Locks, always taken in this order: gLock, mServiceLock, mPolicyLock, and then the loader's or the
-// configuration parser's own. Packets may arrive on several threads: dispatch takes no lock, and
-// every operation takes its own. mPolicyLock is the driver's: whatever talks to the driver holds it
-// throughout, and Init and DeInit while they change what such an operation reads, so that one
-// exchange or wait never overlaps another and teardown waits for the one under way.
+// configuration parser's own. Packets may arrive on several threads: dispatch takes no lock, but
+// for a look at mInitialized after DeInit, and every operation takes its own. mPolicyLock is the
+// driver's: whatever talks to the driver holds it throughout, and Init and DeInit while they change
+// what such an operation reads, so that one exchange or wait never overlaps another and teardown
+// waits for the one under way.
 #pragma once
 
 #include <cstdint>
