@@ -30,10 +30,14 @@ int gInterrupted = -1;  // an eventfd, readable from the first signal on
 
 void Watch(const sigset_t& signals) {
   for (int signal = 0; sigwait(&signals, &signal) == 0;) {
-    const bool first = gSignal.exchange(signal) == 0;
-    (void)eventfd_write(gInterrupted, 1);
-    if (first && signal == SIGINT && gCommandsEnd) {
+    const bool first = gSignal == 0;
+    const bool waits = first && signal == SIGINT && gCommandsEnd;
+    if (waits) {  // told before the session can see the signal and end the process
       PrintError("wlc: interrupted: ends after the running command; ^C again ends it at once\n");
+    }
+    gSignal = signal;
+    (void)eventfd_write(gInterrupted, 1);
+    if (waits) {
       continue;
     }
     if (first || signal != SIGINT) {
