@@ -60,26 +60,27 @@ TEST_F(SupplicantHabits, QueuesMessagesAtHalfItsRoomAndReopensItsSocketWithoutAn
   reading.Ask("ATTACH");
   int sent = 0;
   int read = 0;
+  int fresh = 0;
   do {
     ASSERT_EQ(asking.Ask(kShow), "OK\n");
     sent += 2;
-    read += Drain(reading);
-  } while (read == sent && sent < 500);
-  asking.Ask(kShow);
-  usleep(20000);  // by now it waits for the next command
-  EXPECT_EQ(Drain(reading), 0) << "held back for all";
-  for (int i = Drain(idle); i < sent + 2; ++i) {
+    usleep(5000);  // by now it waits for the next command
+    fresh = Drain(reading);
+    read += fresh;
+  } while (fresh > 0 && sent < 500);
+  EXPECT_EQ(fresh, 0) << "held back for all";
+  for (int i = Drain(idle); i < sent; ++i) {
     ASSERT_NE(idle.Receive(), "") << "queued, not lost";
   }
-  for (int i = read; i < sent + 2; ++i) {
+  for (int i = read; i < sent; ++i) {
     ASSERT_NE(reading.Receive(), "");
   }
   const Client flooding(mPath);
-  int unread = 0;  // answers, with some commands that are still waiting
+  int unread = 0;  // answers, with the commands that are still waiting
   while (flooding.TryToSend("PING") && unread < 1000) {
     ++unread;
   }
-  EXPECT_NEAR(unread, 2 * read, 20);
+  EXPECT_GT(unread, 2 * read - 20);
   EXPECT_FALSE(asking.TryToSend("PING")) << "the socket was opened anew, for all";
   EXPECT_EQ(Client(mPath).Ask(kShow), "OK\n");
   EXPECT_EQ(Drain(reading), 0) << "no longer attached";

@@ -59,13 +59,11 @@ TEST_F(EmulatedDriverTest, WaitsForAnotherThatIsClaimingASocket) {
 }
 
 TEST_F(EmulatedDriverTest, HoldsAnswersBackWithoutHoldingUpOthers) {
-  StartDriver({"PING:delay=500@1", "PING:delay=3600000@2"});
+  StartDriver({"PING:delay=50@1", "PING:delay=3600000@2"});
   const Client client = NewClient();
+  EXPECT_EQ(client.Ask("PING"), "PONG\n");
   client.Send("PING");
   EXPECT_EQ(client.Ask("DETACH"), "FAIL\n") << "overtakes the answer that is held back";
-  EXPECT_EQ(client.Receive(), "PONG\n");
-  client.Send("PING");
-  EXPECT_EQ(client.Ask("DETACH"), "FAIL\n");
   mDriver->Stop();  // does not wait for the last answer
 }
 

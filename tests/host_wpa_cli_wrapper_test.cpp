@@ -100,8 +100,9 @@ TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
   const Client client = NewClient();
   for (int i = 0; i < 150; ++i) {
     client.Ask(kShow);
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // or the driver detaches it
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // or the driver holds some back
   }
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the last are read by now
   int kept = 0;
   for (; Wait("", 500) >= 0; ++kept) {
   }

@@ -52,7 +52,7 @@ bool Listener::Next(std::string& message, const std::string& prefix,
                     std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
   const std::lock_guard<std::mutex> lock(mLock);
-  do {
+  for (bool timeLeft = true;;) {  // what came in time counts, however late this thread is woken
     while (!mMessages.empty()) {
       message = std::move(mMessages.front());
       mMessages.pop_front();
@@ -60,9 +60,12 @@ bool Listener::Next(std::string& message, const std::string& prefix,
         return true;
       }
     }
-  } while (mClient && mChanged.wait_until(mLock, deadline) == std::cv_status::no_timeout);
-  message.clear();
-  return false;
+    if (!mClient || !timeLeft) {
+      message.clear();
+      return false;
+    }
+    timeLeft = mChanged.wait_until(mLock, deadline) == std::cv_status::no_timeout;
+  }
 }
 
 void Listener::Drop() {
