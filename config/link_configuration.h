@@ -1,4 +1,4 @@
-// The nine settings of the service, with the values that hold where the configuration is silent.
+// The nine settings of the service, with their defaults.
 //
 // They come from the framework's configuration object, where the key of each is kSettingPrefix and
 // the name of the field, and reach the driver as they are: wlanXRLatencyMode = 2 is sent as

@@ -16,11 +16,12 @@ const char* Text(bool value) { return value ? "true" : "false"; }
 void WirelessLinkConfigService::LoadConfig() {
   if (mConfigParser == nullptr) {
     LOGE("WirelessLingConfig service config parser is invalid.");
-    mLinkConfig.reset();
+    delete mLinkConfig;
+    Set(mLinkConfig, nullptr);
     return;
   }
   if (mLinkConfig == nullptr) {
-    mLinkConfig = std::make_unique<LinkConfiguration>();
+    Set(mLinkConfig, new LinkConfiguration);
   }
   LinkConfiguration& config = *mLinkConfig;
   ForEachSetting(config, [this](const char* name, auto& field) {

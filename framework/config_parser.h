@@ -4,6 +4,12 @@
 // one table, texts have another, so a number is never found by a text lookup nor a text by a number
 // lookup. Example: wlanXRLatencyMode = 2 is found by the int and bool lookups, "0x3F" by the text
 // one. A text arrives in lower case unless its key ends in "path".
+//
+// The key of a setting is the service's prefix and the setting's name, such as
+// "nuvrel.services.wirelesslinkconfig.wlanXRLatencyMode". The framework fills the tables, from a
+// class derived from this one, before it creates the service, and keeps the object as long as the
+// service:
+//   mIntegers["nuvrel.services.wirelesslinkconfig.wlanxrlatencymode"] = 2;   // lower case
 #pragma once
 
 #include <cstdint>

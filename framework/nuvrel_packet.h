@@ -9,8 +9,9 @@
 //   264     8     connection   where the reply goes              null
 //   272     4                  not read                          -1
 //
-// Payload items follow one another without padding, little-endian. Example: an add-policy request
-// for port 5000 begins its payload with 06 88 13 00 00.
+// Payload items follow one another without padding, little-endian, each parameter with 32 bits.
+// Example: an add-policy request has its port, special ToS, default ToS and latency at payload
+// offsets 1, 5, 9 and 13, and begins with 06 88 13 00 00 for port 5000.
 #pragma once
 
 #include <bit>

@@ -4,7 +4,10 @@
 // The framework loads lib<service>.so, calls its two unmangled entry points
 //   void Create<Service>(void** service, void* params);   params: a ServiceCreateParams
 //   int Release<Service>(void* service);                  0, or negative when refused
-// and drives the object through the slots below, in this order.
+// and sends packets to the object through OnPacket: first NUVREL_WLC_CMD_INIT, before flow policies
+// NUVREL_WLC_CMD_INIT_LAPB_FLOW, then what is wanted, last NUVREL_WLC_CMD_DEINIT. OnPacket calls
+// Init and DeInit itself. The order of the functions below is that of the slots in the table of
+// virtual functions, not an order of calls.
 #pragma once
 
 #include <cstdint>

@@ -13,5 +13,6 @@
 
 #define GUARDED_BY(lock) NUVREL_THREAD_ANNOTATION(guarded_by(lock))
 #define REQUIRES(...) NUVREL_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+#define TRY_ACQUIRE(...) NUVREL_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 #define EXCLUDES(...) NUVREL_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define ACQUIRED_AFTER(...) NUVREL_THREAD_ANNOTATION(acquired_after(__VA_ARGS__))

@@ -1,7 +1,7 @@
 // The table of flow policies, one for each UDP port.
 //
-// Ownership of a policy is the driver's; what is held here is its cookie, the name by which later
-// commands refer to it, read from an answer such as "cookie=7f31 ...".
+// The driver owns the policies. The table holds the cookie of each, by which later commands name
+// it, read from an answer such as "cookie=7f31 ...".
 #include <cstdio>
 
 #include "link/driver_commands.h"
@@ -25,11 +25,11 @@ std::string CookieIn(const std::string& reply) {
 
 int WirelessLinkConfigService::AddLAPBPolicy(int portNum, unsigned char splToS,
                                              unsigned char defToS, unsigned int latency) {
-  std::lock_guard<std::mutex> lock(mPolicyLock);
-  if (mWpaClient == nullptr || !mLapbSupported) {
+  if (!LockIfSet(mPolicyLock, &mWpaClient, &mLapbSupported)) {
     LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
     return -1;
   }
+  std::lock_guard<std::mutex> lock(mPolicyLock, std::adopt_lock);
   unsigned char serviceId = 0;
   const auto known = mServiceIdMap.find(latency);
   if (known != mServiceIdMap.end()) {
@@ -66,11 +66,11 @@ int WirelessLinkConfigService::AddLAPBPolicy(int portNum, unsigned char splToS,
 }
 
 int WirelessLinkConfigService::DeleteLAPBFlowPolicy(int portNum) {
-  std::lock_guard<std::mutex> lock(mPolicyLock);
-  if (mWpaClient == nullptr || !mLapbSupported) {
+  if (!LockIfSet(mPolicyLock, &mWpaClient, &mLapbSupported)) {
     LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
     return -1;
   }
+  std::lock_guard<std::mutex> lock(mPolicyLock, std::adopt_lock);
   const auto policy = mLapbPolicies.find(portNum);
   if (policy == mLapbPolicies.end()) {
     LOGW("[%s:%d] LAPB Flow for Port Num %d, not configured", NUVREL_HERE, portNum);
@@ -85,7 +85,11 @@ int WirelessLinkConfigService::DeleteLAPBFlowPolicy(int portNum) {
 }
 
 int WirelessLinkConfigService::ClearLAPBPolicies() {
-  std::lock_guard<std::mutex> lock(mPolicyLock);
+  if (!LockIfSet(mPolicyLock, &mWpaClient, &mLapbSupported)) {
+    LOGW("[%s:%d] Wpa Client Handle is NULL / LAPB Not Supported", NUVREL_HERE);
+    return -1;
+  }
+  std::lock_guard<std::mutex> lock(mPolicyLock, std::adopt_lock);
   return ClearLAPBPolicies(lock);
 }
 

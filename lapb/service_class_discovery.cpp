@@ -6,7 +6,6 @@
 // first such message:
 //   <3>SVC-EVENT: (a heading) (3, 20, 0, 0) (4, 40, 0, 0)
 #include <cstdio>
-#include <cstdlib>
 #include <regex>
 
 #include "link/driver_commands.h"
@@ -19,45 +18,31 @@ constexpr char kEventPrefix[] = "<3>SVC-EVENT:";
 constexpr char kClassPattern[] = "\\((.*?)\\)";
 constexpr int32_t kEventWaitMs = 1500;  // for each message
 
-// The most that a supplicant sends in one message. Regular expressions recurse once per character
-// in some standard libraries, so a longer text could overflow the caller's stack.
-constexpr size_t kMaxMessageLength = 4096;
-
-// Reads one number as "%u" does and moves `text` behind it; false when there is none.
-bool ReadNumber(const char*& text, uint32_t& number) {
-  char* end = nullptr;
-  const unsigned long value = std::strtoul(text, &end, 10);
-  if (end == text) {
-    return false;
-  }
-  text = end;
-  number = static_cast<uint32_t>(value);
-  return true;
-}
+// More than 254 classes need at their longest (6.4 KB), the most that one message may hold before
+// the 8-bit pass counter wraps. The limit is there for libstdc++, whose regular expressions recurse
+// once per character between "(" and ")", with some 160 bytes of the caller's stack each and
+// several times that unoptimised; libc++, a headset's, does not recurse.
+constexpr size_t kMaxMessageLength = 8192;
 
 // Stores a class such as "3, 20, 0, 0" by its latency; a number that does not scan counts as 0, and
-// so does the one behind it. sscanf would take a third of the time of the whole discovery.
+// so do those behind it.
 void StoreServiceClass(const std::string& group,
                        std::unordered_map<uint32_t, uint8_t>& serviceIds) {
-  uint32_t id = 0;
-  uint32_t latency = 0;
-  const char* text = group.c_str();
-  if (ReadNumber(text, id) && *text == ',') {
-    ReadNumber(++text, latency);
-  }
-  serviceIds[latency] = static_cast<uint8_t>(id);
+  uint32_t numbers[4] = {};  // ID, latency and two that are not used
+  std::sscanf(group.c_str(), "%u, %u, %u, %u", &numbers[0], &numbers[1], &numbers[2], &numbers[3]);
+  serviceIds[numbers[1]] = static_cast<uint8_t>(numbers[0]);
 }
 
 }  // namespace
 
 int WirelessLinkConfigService::InitLAPBFlow() {
-  std::lock_guard<std::mutex> lock(mPolicyLock);
   LOG_ENTRY();
-  if (mWpaClient == nullptr || mServiceClient == nullptr) {
+  if (!LockIfSet(mPolicyLock, &mWpaClient, &mServiceClient)) {
     LOGW("[%s:%d] Wpa Client or Discovery Client  Handle is NULL", NUVREL_HERE);
     LOG_EXIT();
     return -1;
   }
+  std::lock_guard<std::mutex> lock(mPolicyLock, std::adopt_lock);
   NetworkInterfaceInfo peer{};
   uint8_t peerStatus = 0;
   mServiceClient->GetPeerInterfaceInfo(&peerStatus, &peer);
@@ -75,7 +60,7 @@ int WirelessLinkConfigService::InitLAPBFlow() {
     LOG_EXIT();
     return -1;
   }
-  mLapbSupported = true;
+  Set(mLapbSupported, true);
   LOG_EXIT();
   return 0;
 }

@@ -4,11 +4,11 @@
 #include "service/wireless_link_config_service.h"
 
 int WirelessLinkConfigService::ApplyLinkSettings() {
-  std::lock_guard<std::mutex> lock(mPolicyLock);
-  if (mLinkConfig == nullptr) {
+  if (!LockIfSet(mPolicyLock, &mLinkConfig)) {
     LOGW("[%s:%d] Failed, Link Configuration is not available", NUVREL_HERE);
     return -1;
   }
+  std::lock_guard<std::mutex> lock(mPolicyLock, std::adopt_lock);
   int result = 0;
   if (ApplyWpaCliLinkConfiguration() < 0) {
     LOGW("[%s:%d] Failed to apply all wpa_client configurations", NUVREL_HERE);
@@ -22,11 +22,11 @@ int WirelessLinkConfigService::ApplyLinkSettings() {
 }
 
 int WirelessLinkConfigService::RevertLinkSettings() {
-  std::lock_guard<std::mutex> lock(mPolicyLock);
-  if (mLinkConfig == nullptr) {
+  if (!LockIfSet(mPolicyLock, &mLinkConfig)) {
     LOGW("[%s:%d] Failed, Link Configuration is not available", NUVREL_HERE);
     return -1;
   }
+  std::lock_guard<std::mutex> lock(mPolicyLock, std::adopt_lock);
   int result = 0;
   if (RevertWpaCliLinkConfiguration() < 0) {
     LOGW("[%s:%d] Failed to revert all wpa_client configurations", NUVREL_HERE);

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "framework/nuvrel_connection.h"
+#include "service/contain.h"
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"
 
@@ -22,8 +23,9 @@ int32_t WirelessLinkConfigService::OnPacket(NuvrelPkt_t* packet) {
   NuvrelPkt request(*packet);
   const auto command = static_cast<NUVREL_WLC_CMD>(request.Read<uint8_t>());
   LOGD("Handling WirelessLinkConfig command 0x%x, 0x%x", request.MsgType(), command);
-  const int32_t status = RunCommand(command, request);
-  SendStatus(packet->connection, command, status);
+  int32_t status = -1;
+  Contain(__func__, [&] { status = RunCommand(command, request); });
+  Contain(__func__, [&] { SendStatus(packet->connection, command, status); });
   return status;
 }
 
@@ -35,7 +37,7 @@ int WirelessLinkConfigService::RunCommand(NUVREL_WLC_CMD command, NuvrelPkt& req
       return InitLAPBFlow();
     case NUVREL_WLC_CMD_DEINIT:
       DeInit();
-      return IsInitialized() ? -1 : 0;  // another thread may have called Init since
+      return Peek(&mInitialized) ? -1 : 0;  // another thread may have called Init since
     case NUVREL_WLC_CMD_APPLY_LINK_SETTINGS:
       return ApplyLinkSettings();
     case NUVREL_WLC_CMD_REVERT_LINK_SETTINGS:

@@ -1,4 +1,5 @@
 // The one instance: how it is handed out, counted and destroyed.
+#include "service/contain.h"
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"
 
@@ -54,7 +55,8 @@ WirelessLinkConfigService::~WirelessLinkConfigService() { WirelessLinkConfigServ
 
 void CreateWirelessLinkConfigService(void** service, void* params) {
   LOG_ENTRY();
-  *service = WirelessLinkConfigService::Create(params);
+  *service = nullptr;
+  Contain(__func__, [&] { *service = WirelessLinkConfigService::Create(params); });
   LOG_EXIT();
 }
 

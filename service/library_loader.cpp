@@ -8,7 +8,7 @@
 
 namespace {
 
-// What the dynamic loader says of its last failure; it may have nothing to say.
+// The dynamic loader's message about its last failure; it may have none.
 const char* LoaderError() {
   const char* text = dlerror();
   return text != nullptr ? text : "(null)";

@@ -17,8 +17,8 @@ class LibraryLoader {
   // which CloseLibHandle drops.
   void* OpenLib(const std::string& name) EXCLUDES(mLoaderLock);
 
-  // The address of `symbol` in library `name`, or null. An open made on the way stays counted,
-  // whatever the outcome.
+  // The address of `symbol` in library `name`, or null. It opens the library; that open stays
+  // counted, also when the symbol is missing.
   void* GetLibFunction(const std::string& name, const char* symbol) EXCLUDES(mLoaderLock);
 
   // Drops one open; the last one closes the library. A name that is not held is ignored.

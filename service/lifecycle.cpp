@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "service/contain.h"
 #include "service/log.h"
 #include "service/wireless_link_config_service.h"
 
@@ -15,9 +16,9 @@ constexpr char kClientLibrary[] = "libnuvrelservice_client.so";
 constexpr int32_t kClientKind = 4;
 constexpr int32_t kClientDefault = -1;
 
-// The client's code must outlive the loader's open of its library, which Init gives back. The
-// handle is never closed: not every dynamic loader minds RTLD_NODELETE on a library that is already
-// open.
+// The client's code must stay loaded after Init has given back the loader's open of its library.
+// The handle is never closed: not every dynamic loader honours RTLD_NODELETE on a library that is
+// already open.
 void KeepMapped(const char* library) { dlopen(library, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE); }
 
 }  // namespace
@@ -33,7 +34,7 @@ int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
     } else {
       std::lock_guard<std::mutex> driverLock(mPolicyLock);
       if (mServiceClient == nullptr && !CreateDiscoveryClient()) {
-        return -1;
+        return -1;  // failures leave without the exit line, but for that of a missing handle
       }
       NetworkInterfaceInfo info{};
       if (mServiceClient->GetNetworkInterfaceInfo(&info) < 0) {
@@ -44,7 +45,7 @@ int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
       LOGD("[%s] Got Interface - %s", __func__, mInterfaceName.c_str());
       std::erase(mInterfaceName, ' ');
       LoadConfig();
-      mWpaClient = GetWpacliWrapperHandle();
+      Set(mWpaClient, GetWpacliWrapperHandle());
       if (mWpaClient == nullptr) {
         LOGE("Failed to get wpacliwrapper handle !");
         status = -1;
@@ -53,18 +54,13 @@ int32_t WirelessLinkConfigService::Init(NuvrelPkt* /*packet*/) {
         mWpaClient->CloseCtrlInterface();
         return -1;
       } else {
-        mInitialized = true;
+        Set(mInitialized, true);
         LOGD("[%s:%d] opened ctrl interface: %s", NUVREL_HERE, mWpaCtrlPath.c_str());
       }
     }
   }
   LOG_EXIT();
   return status;
-}
-
-bool WirelessLinkConfigService::IsInitialized() {
-  std::lock_guard<std::mutex> lock(mServiceLock);
-  return mInitialized;
 }
 
 bool WirelessLinkConfigService::CreateDiscoveryClient() {
@@ -81,24 +77,27 @@ bool WirelessLinkConfigService::CreateDiscoveryClient() {
     return false;
   }
   LOGD("created discovery client");
-  mServiceClient = client;
+  Set(mServiceClient, client);
   KeepMapped(kClientLibrary);
   mLibLoader.CloseLibHandle(kClientLibrary);
   return true;
 }
 
 void WirelessLinkConfigService::ReleaseDiscoveryClient() {
-  const auto release = reinterpret_cast<ReleaseServiceClientFn>(
-      mLibLoader.GetLibFunction(kClientLibrary, "ReleaseServiceClient"));
+  ReleaseServiceClientFn release = nullptr;
+  Contain(__func__, [&release, loader = &mLibLoader] {
+    release = reinterpret_cast<ReleaseServiceClientFn>(
+        loader->GetLibFunction(kClientLibrary, "ReleaseServiceClient"));
+  });
   if (release != nullptr) {
-    release(kClientKind, mServiceClient);
+    Contain(__func__, [release, client = mServiceClient] { release(kClientKind, client); });
   } else {
     LOGE(
         "Could not find the client release function in nuvrel service client library, calling "
         "delete");
     delete mServiceClient;
   }
-  mServiceClient = nullptr;
+  Set(mServiceClient, nullptr);
 }
 
 void WirelessLinkConfigService::DeInit() {
@@ -107,19 +106,20 @@ void WirelessLinkConfigService::DeInit() {
   if (mWpaClient != nullptr) {
     ClearLAPBPolicies(driverLock);
     mServiceIdMap.clear();
-    mLapbSupported = false;
+    Set(mLapbSupported, false);
     mCmdReply.clear();
   }
-  ReleaseWpacliWrapperHandle();
-  mWpaClient = nullptr;
+  Contain(__func__, ReleaseWpacliWrapperHandle);
+  Set(mWpaClient, nullptr);
   if (mServiceClient != nullptr) {
     ReleaseDiscoveryClient();
   }
   if (mInitialized) {
     std::memset(mCmdBuf, 0, sizeof(mCmdBuf));
   }
-  mLinkConfig.reset();
-  mInitialized = false;
-  mLapbSupported = false;
+  delete mLinkConfig;
+  Set(mLinkConfig, nullptr);
+  Set(mInitialized, false);
+  Set(mLapbSupported, false);
   LOG_EXIT();
 }

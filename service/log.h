@@ -4,8 +4,10 @@
 // are written out in full where they are logged; those that begin with "[%s:%d]" take NUVREL_HERE
 // as their first argument. Example: LOGW("[%s:%d] bad fd", NUVREL_HERE);
 //
-// ERROR: the framework or the driver failed a step. WARN: a step was refused or cannot be done
-// now. INFO: what the driver was told. DEBUG: the course of an operation.
+// ERROR: something of the framework's failed or is missing, the driver's service classes cannot be
+// read, or no service class ID is free. WARN: a driver command, the control interface or the sysfs
+// node failed, or an operation lacks what it needs. INFO: the settings, and what the driver was
+// told and has told. DEBUG: the course of an operation.
 //
 // A file whose lines carry another tag defines LOG_TAG before it includes this header.
 #pragma once
