@@ -2,58 +2,39 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 #include "config/link_configuration.h"
+#include "emulated_driver/refusal.h"
 #include "framework/log_level.h"
 #include "framework/wpa_cli_wrapper.h"
-#include "host/refusal.h"
-#include "host/runner/steps.h"
+#include "wlc/steps.h"
 
 namespace bench {
 namespace {
 
 thread_local uint64_t gAllocations = 0;
 
+// Answers at once.
 class BenchWrapper : public WpaCliWrapper {
  public:
-  int32_t OpenCtrlInterface(const std::string& path) override {
-    return gWrapper.connected ? Workstation().OpenCtrlInterface(path) : 0;
-  }
-  int32_t CloseCtrlInterface() override {
-    return gWrapper.connected ? Workstation().CloseCtrlInterface() : 0;
-  }
-  int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& reply,
-                         int32_t flag) override {
-    if (gWrapper.connected) {
-      return Workstation().ExecuteCommand(command, extra, reply, flag);
-    }
-    if (gWrapper.cookieLength > 0) {
-      std::string cookie = "p" + std::to_string(++mLastCookie);
-      cookie.resize(std::max(cookie.size(), gWrapper.cookieLength), '.');
-      reply = "cookie=" + cookie + "\n";
+  int32_t OpenCtrlInterface(const std::string& /*path*/) override { return 0; }
+  int32_t CloseCtrlInterface() override { return 0; }
+  int32_t ExecuteCommand(const std::string& command, const std::string& /*extra*/,
+                         std::string& reply, int32_t /*flag*/) override {
+    if (command.starts_with("DRIVER POLICY_ADD ")) {
+      reply = "cookie=p" + std::to_string(++mLastCookie) + "\n";
     }
     return 0;
   }
-  int32_t GetResponse(std::string& message, const std::string& prefix, int32_t limit) override {
-    if (gWrapper.connected) {
-      return Workstation().GetResponse(message, prefix, limit);
-    }
+  int32_t GetResponse(std::string& message, const std::string& /*prefix*/,
+                      int32_t /*limit*/) override {
     message = gWrapper.messages[mNextMessage++ % gWrapper.messages.size()];
     return 0;
   }
 
  private:
-  // The library's own, which this program's function hides.
-  static WpaCliWrapper& Workstation() {
-    static const auto get = reinterpret_cast<decltype(&GetWpacliWrapperHandle)>(
-        dlsym(RTLD_NEXT, "GetWpacliWrapperHandle"));
-    return *get();
-  }
-
   size_t mNextMessage = 0;
   uint32_t mLastCookie = 0;
 } gBenchWrapper;
@@ -70,12 +51,6 @@ std::vector<NuvrelPkt_t> PacketsOf(std::string_view commands) {
     packets.push_back(step.command.Packet());
   }
   return packets.empty() ? std::vector<NuvrelPkt_t>(1) : packets;
-}
-
-ServiceHost& TheEmptyService() {
-  static nuvrel::ConfigParser noSettings;
-  static ServiceHost empty(NUVREL_EMPTY_SERVICE, noSettings);
-  return empty;
 }
 
 MeasuredService::MeasuredService(const std::string& controlDirectory) {
@@ -95,25 +70,15 @@ void MeasuredService::Play(const std::vector<NuvrelPkt_t>& requests) {
   }
 }
 
-void MeasuredService::MakeReady() {
-  Play(PacketsOf("init init-lapb-flow"));
-  AddPolicies(5000, 5000);
-}
-
-void MeasuredService::AddPolicies(int first, int last, size_t cookieLength) {
-  gWrapper.cookieLength = cookieLength;
-  NuvrelPkt_t request = PacketsOf(kRebind).front();
-  for (int port = first; port <= last; ++port) {
-    std::memcpy(request.payload + 1, &port, sizeof(port));
-    Send(request);
-  }
-  gWrapper.cookieLength = 0;
-}
-
 }  // namespace bench
 
-WpaCliWrapper* GetWpacliWrapperHandle() { return &bench::gBenchWrapper; }
-void ReleaseWpacliWrapperHandle() {}
+WpaCliWrapper* GetWpacliWrapperHandle() {
+  // The library's own, which this function hides.
+  static const auto workstation = reinterpret_cast<decltype(&GetWpacliWrapperHandle)>(
+      dlsym(RTLD_NEXT, "GetWpacliWrapperHandle"));
+  return bench::gWrapper.connected ? workstation() : &bench::gBenchWrapper;
+}
+void ReleaseWpacliWrapperHandle() { GetWpacliWrapperHandle()->CloseCtrlInterface(); }
 
 // The array forms and the ones without exceptions come down to these. Were they inlined, the
 // compiler would see memory of one allocator given back to another.

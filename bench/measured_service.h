@@ -17,10 +17,13 @@
 #include <vector>
 
 #include "framework/nuvrel_packet.h"
-#include "host/coreutils/toml_config.h"
-#include "host/runner/service_host.h"
+#include "wlc/service_host.h"
+#include "wlc/toml_config.h"
 
 namespace bench {
+
+// Of the driver's socket, seen from the project's folder: run.sh starts one there.
+inline constexpr char kDriverDirectory[] = "build-bench/driver";
 
 // Calls of operator new on this thread so far, by whatever library.
 uint64_t Allocations();
@@ -31,20 +34,14 @@ std::vector<NuvrelPkt_t> PacketsOf(std::string_view commands);
 // For the port that MakeReady has bound: one driver command.
 inline constexpr char kRebind[] = "add-lapb-policy 5000 160 184 20";
 
-// What the wrapper library does that the service is given.
+// What the wrapper library does that the service gets at its init.
 struct WrapperBehaviour {
-  // Hands everything on to the workstation's. Otherwise a command succeeds at once.
-  bool connected = false;
-  // The reply to a command, unless 0: a cookie of that many bytes at least.
-  size_t cookieLength = 0;
+  bool connected = false;  // is the workstation's; otherwise a command succeeds at once
   // Come in turn, from the first again after the last.
   std::vector<std::string> messages = {"<3>SVC-EVENT: svc_count:1",
                                        "<3>SVC-EVENT: (id) (1, 20, 46, 40)"};
 };
 extern WrapperBehaviour gWrapper;
-
-// A service that does nothing: see empty_service.cpp.
-ServiceHost& TheEmptyService();
 
 class MeasuredService {
  public:
@@ -54,10 +51,7 @@ class MeasuredService {
   // Sends each; throws a Refusal unless it succeeds.
   void Play(const std::vector<NuvrelPkt_t>& requests);
   // init, init-lapb-flow and a policy for port 5000.
-  void MakeReady();
-  // Adds a policy for each of the ports, with a cookie of at least `cookieLength` bytes, without a
-  // driver.
-  void AddPolicies(int first, int last, size_t cookieLength = 1);
+  void MakeReady() { Play(PacketsOf("init init-lapb-flow add-lapb-policy 5000 160 184 20")); }
 
  private:
   TomlConfig mSettings;

@@ -23,5 +23,4 @@ int main(int argc, char** argv) {
   const uint64_t before = bench::Allocations();
   SendPackets(service, request, kCount);
   std::printf("%g\n", static_cast<double>(bench::Allocations() - before) / kCount);
-  return 0;
 }

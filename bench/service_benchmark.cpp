@@ -1,108 +1,190 @@
-// The service's own cost: everything on one thread, with a wrapper library that answers at once.
+// What a packet costs, and what passes over a socket because of it. Each benchmark has its floor
+// beside it: table.py names the pairs, and what their ratio may be.
+//   Packet, Clear, Discovery   the service alone: a wrapper library that answers at once
+//   Exchange, Session          with a driver, whose socket is in kDriverDirectory
 #include <benchmark/benchmark.h>
-#include <malloc.h>
+#include <fcntl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
-#include <limits>
+#include <memory>
 #include <regex>
-#include <string>
 
 #include "bench/measured_service.h"
-#include "bench/turns.h"
+#include "emulated_driver/refusal.h"
+#include "platform/control_client.h"
+#include "platform/exchange_observer.h"
+#include "wlc/steps.h"
 
 namespace bench {
 namespace {
 
-// One packet beside the same to a service that does nothing.
+using Lines = std::vector<std::string>;
+
+// The driver commands that the service sends for these packets.
+Lines Recorded(MeasuredService& service, const std::vector<NuvrelPkt_t>& requests) {
+  Lines lines;
+  SetExchangeObserver([&lines](const Exchange& exchange) {
+    if (exchange.kind == Exchange::Kind::kCommand) {
+      lines.push_back(exchange.asked);
+    }
+  });
+  service.Play(requests);
+  SetExchangeObserver(nullptr);
+  return lines;
+}
+
+// Another client of the same driver.
+std::unique_ptr<ControlClient> OpenPeer() {
+  auto client = ControlClient::Open(std::string(kDriverDirectory) + "/wlan0");
+  return client ? std::move(client) : throw Refusal("there is no driver: use bench/run.sh");
+}
+
+// As the wrapper library does it, or `bare`: by the system calls alone, on a socket that waits.
+void Ask(ControlClient& client, const Lines& lines, bool bare) {
+  std::string answer(4096, '\0');
+  const int socket = client.Descriptor();
+  for (const std::string& line : lines) {
+    if (bare ? send(socket, line.data(), line.size(), 0) < 0 ||
+                   recv(socket, answer.data(), answer.size(), 0) <= 0
+             : client.Request(line, answer) != kDone) {
+      throw Refusal("{} was not carried out", line);
+    }
+  }
+}
+
+// Times each `work` alone, without `prepare`.
+template <typename Prepare, typename Work>
+void TimeEach(benchmark::State& state, const Prepare& prepare, const Work& work) {
+  for (auto _ : state) {
+    prepare();
+    const auto begin = std::chrono::steady_clock::now();
+    work();
+    const auto end = std::chrono::steady_clock::now();
+    state.SetIterationTime(std::chrono::duration<double>(end - begin).count());
+  }
+}
+
+// To a service that does nothing: see empty_service.cpp.
+void Empty(benchmark::State& state) {
+  nuvrel::ConfigParser noSettings;
+  ServiceHost empty(NUVREL_EMPTY_SERVICE, noSettings);
+  const NuvrelPkt_t request{};
+  for (auto _ : state) {
+    empty.Send(request);
+  }
+}
+
 void Packet(benchmark::State& state, const char* command) {
   MeasuredService service;
   service.MakeReady();
   const NuvrelPkt_t request = PacketsOf(command).front();
-  TakeTurns(state, 256,
-            {{"service", [&] { service.Send(request); }},
-             {"empty", [&] { TheEmptyService().Send(request); }}});
   const uint64_t before = Allocations();
-  service.Send(request);
-  state.counters["allocations"] = static_cast<double>(Allocations() - before);
-}
-
-// Range: policies in the table, beside a table of 100.
-void Clear(benchmark::State& state) {
-  const auto policies = static_cast<int>(state.range(0));
-  MeasuredService service;
-  service.MakeReady();
-  const NuvrelPkt_t clear = PacketsOf("clear-lapb-policies").front();
-  service.Send(clear);
-  const auto send = [&] { service.Send(clear); };
-  TakeTurns(state, 1,
-            {{"service", send, [&] { service.AddPolicies(1, policies); }},
-             {"standard", send, [&] { service.AddPolicies(1, 100); }}});
-}
-
-// Ranges: policies added to an empty table, bytes of a cookie at least. What each takes from the
-// heap, and the longest of them, which is the one that made the table grow last: the least of
-// several tries, in which nobody else had the processor.
-void Grow(benchmark::State& state) {
-  const auto policies = static_cast<int>(state.range(0));
-  double least = std::numeric_limits<double>::max();
   for (auto _ : state) {
-    MeasuredService service;
-    service.MakeReady();
-    const size_t before = mallinfo2().uordblks;
-    double longest = 0;
-    for (int port = 10000; port < 10000 + policies; ++port) {
-      const auto cookieLength = static_cast<size_t>(state.range(1));
-      longest =
-          std::max(longest, SecondsOf([&] { service.AddPolicies(port, port, cookieLength); }));
-    }
-    state.counters["bytes"] = static_cast<double>(mallinfo2().uordblks - before) / policies;
-    least = std::min(least, longest);
+    service.Send(request);
   }
-  state.counters["longest"] = least * 1e9;
+  state.counters["allocations"] = benchmark::Counter(static_cast<double>(Allocations() - before),
+                                                     benchmark::Counter::kAvgIterations);
 }
 
-// "<3>SVC-EVENT: (heading) (0, 10, 46, 40) …", filled up to `length` bytes within the heading.
-std::string ClassMessage(int classes, size_t length = 0) {
-  std::string groups = ")";
-  for (int id = 0; id < classes; ++id) {
-    groups += " (" + std::to_string(id) + ", " + std::to_string(10 * (id + 1)) + ", 46, 40)";
-  }
-  const std::string begin = "<3>SVC-EVENT: (id, latency, default, special";
-  return begin + std::string(length - std::min(length, begin.size() + groups.size()), '.') + groups;
-}
+enum Way { kService, kRequest, kSendReceive };
 
-// init-lapb-flow on a service that knows no class yet, beside the regular expression alone:
-// compiled, and every match of it found.
-void Discovery(benchmark::State& state, int classes, const std::string& message) {
-  MeasuredService service;
+void Exchange(benchmark::State& state, const char* command, Way way) {
+  MeasuredService service(kDriverDirectory);
   service.MakeReady();
-  gWrapper.messages = {"<3>SVC-EVENT: svc_count:" + std::to_string(classes), message};
-  const NuvrelPkt_t discover = PacketsOf("init-lapb-flow").front();
+  const std::vector<NuvrelPkt_t> request = PacketsOf(command);
+  const Lines lines = Recorded(service, request);
+  const auto peer = OpenPeer();
+  fcntl(peer->Descriptor(), F_SETFL, 0);  // recv waits
+  for (auto _ : state) {
+    way == kService ? service.Play(request) : Ask(*peer, lines, way == kSendReceive);
+  }
+}
+
+// Makes a line of one session that of the next: the driver numbers the cookies of policies, and
+// each session makes two.
+void RaiseCookie(std::string& line) {
+  constexpr std::string_view kCookie = "cookie p";
+  if (const size_t found = line.find(kCookie); found != std::string::npos) {
+    const size_t begin = found + kCookie.size();
+    const int number = std::stoi(line.substr(begin));
+    line.replace(begin, std::to_string(number).size(), std::to_string(number + 2));
+  }
+}
+
+// From init to deinit, each right after a session of the service.
+void Session(benchmark::State& state, Way way) {
+  MeasuredService service(kDriverDirectory);
+  const std::vector<NuvrelPkt_t> packets = PacketsOf(kBuiltInSession);
+  service.Play(packets);  // the driver keeps the class that a first session adds
+  Lines lines;
+  const auto prepare = [&] {
+    lines = Recorded(service, packets);
+    std::for_each(lines.begin(), lines.end(), RaiseCookie);
+  };
+  TimeEach(state, prepare,
+           [&] { way == kService ? service.Play(packets) : Ask(*OpenPeer(), lines, false); });
+}
+
+void Clear(benchmark::State& state) {
+  MeasuredService service;
+  service.Play(PacketsOf("init init-lapb-flow"));
+  std::string commands;
+  for (int64_t port = 1; port <= state.range(0); ++port) {
+    commands += fmt::format("add-lapb-policy {} 160 184 20 ", port);
+  }
+  const std::vector<NuvrelPkt_t> add = PacketsOf(commands);
+  const std::vector<NuvrelPkt_t> clear = PacketsOf("clear-lapb-policies");
+  const auto fill = [&] { service.Play(add); };
+  TimeEach(state, fill, [&] { service.Play(clear); });
+}
+
+std::string ClassMessage() {
+  std::string message = "<3>SVC-EVENT: (id, latency, default, special)";
+  for (int id = 0; id < 32; ++id) {
+    message += fmt::format(" ({}, {}, 46, 40)", id, 10 * (id + 1));
+  }
+  return message;
+}
+
+// init-lapb-flow on a service that knows no class yet, with a driver that has 32.
+void Discovery(benchmark::State& state) {
+  MeasuredService service;
+  gWrapper.messages = {"<3>SVC-EVENT: svc_count:32", ClassMessage()};
   const std::vector<NuvrelPkt_t> forget = PacketsOf("deinit init");
-  const auto search = [&message] {
+  const std::vector<NuvrelPkt_t> discover = PacketsOf("init-lapb-flow");
+  const auto begin = [&] { service.Play(forget); };
+  TimeEach(state, begin, [&] { service.Play(discover); });
+}
+
+// The regular expression alone: compiled, and every match of it found in the same message.
+void Expression(benchmark::State& state) {
+  const std::string message = ClassMessage();
+  for (auto _ : state) {
     const std::regex expression("\\((.*?)\\)");
-    for (std::sregex_iterator match(message.begin(), message.end(), expression), end; match != end;
-         ++match) {
+    std::sregex_iterator match(message.begin(), message.end(), expression);
+    for (; match != std::sregex_iterator(); ++match) {
       benchmark::DoNotOptimize((*match)[1].first);
     }
-  };
-  TakeTurns(state, 1,
-            {{"service", [&] { service.Send(discover); }, [&] { service.Play(forget); }},
-             {"expression", search}});
+  }
 }
 
-BENCHMARK_CAPTURE(Packet, unknown, "")->UseManualTime();
-BENCHMARK_CAPTURE(Packet, init_again, "init")->UseManualTime();
+BENCHMARK(Empty);
+BENCHMARK_CAPTURE(Packet, unknown, "");
+BENCHMARK_CAPTURE(Packet, init_again, "init");
+BENCHMARK_CAPTURE(Packet, re_bind, kRebind);
+BENCHMARK_CAPTURE(Packet, apply, "apply-link-settings");
+BENCHMARK_CAPTURE(Exchange, re_bind, kRebind, kService);
+BENCHMARK_CAPTURE(Exchange, re_bind_request, kRebind, kRequest);
+BENCHMARK_CAPTURE(Exchange, re_bind_send_recv, kRebind, kSendReceive);
+BENCHMARK_CAPTURE(Exchange, apply, "apply-link-settings", kService);
+BENCHMARK_CAPTURE(Exchange, apply_request, "apply-link-settings", kRequest);
+BENCHMARK_CAPTURE(Exchange, apply_send_recv, "apply-link-settings", kSendReceive);
+BENCHMARK_CAPTURE(Session, service, kService)->UseManualTime();
+BENCHMARK_CAPTURE(Session, request, kRequest)->UseManualTime();
 BENCHMARK(Clear)->Arg(1)->Arg(100)->Arg(1000)->Arg(10000)->UseManualTime();
-BENCHMARK(Grow)->Args({10000, 1})->Args({10000, 60})->Iterations(1);
-BENCHMARK(Grow)->Args({11000, 1})->Args({50000, 1})->Iterations(10);
-BENCHMARK_CAPTURE(Discovery, classes_1, 1, ClassMessage(1))->UseManualTime();
-BENCHMARK_CAPTURE(Discovery, classes_8, 8, ClassMessage(8))->UseManualTime();
-BENCHMARK_CAPTURE(Discovery, classes_32, 32, ClassMessage(32))->UseManualTime();
-BENCHMARK_CAPTURE(Discovery, bytes_4096, 1, ClassMessage(1, 4096))->UseManualTime();
-BENCHMARK_CAPTURE(Discovery, parentheses_4096, 1, std::string(4096, '('))
-    ->UseManualTime()
-    ->Iterations(2);
+BENCHMARK(Discovery)->UseManualTime();
+BENCHMARK(Expression);
 
 }  // namespace
 }  // namespace bench

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "host/emulated_driver/driver_model.h"
+#include "emulated_driver/driver_model.h"
 
 namespace {
 

@@ -2,11 +2,11 @@
 // answers, messages, records and settings all come from the input. Latencies, ports and cookies are
 // mostly such as were used before, so that a policy is met again. After every packet the service's
 // promises are checked against its state before it; a broken one aborts.
-#include <android/log.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cctype>
 
+#include "platform/log_redirection.h"
 #include "tests/service_rig.h"
 
 namespace {
@@ -93,8 +93,9 @@ void Configure(TestParser& parser) {
 
 class ServiceUnderFuzz : Rig {
  public:
-  ServiceUnderFuzz() : Rig(15, gInput->ConsumeBool()) {
-    __android_log_set_logger([](const __android_logger_data*, const char*) {});
+  ServiceUnderFuzz() {
+    mConfigParser = gInput->ConsumeBool() ? &parser : nullptr;
+    RedirectLog([](int, const char*, const char*) {});
     Configure(parser);
   }
   ~ServiceUnderFuzz() override { DeInit(); }  // while there is a platform

@@ -1,7 +1,7 @@
 // An emulated driver in a temporary directory of its own, and clients of its socket.
 //
 //   class MyTest : public EmulatedDriverTest ...
-//   StartDriver({"PING:fail@2"});                   a rule that never fires fails the test
+//   StartDriver({"PING@2:fail"});                   a rule that never fires fails the test
 //   Client client = NewClient();
 //   EXPECT_EQ(client.Ask("PING"), "PONG\n");
 #pragma once
@@ -15,7 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "host/emulated_driver/emulated_driver.h"
+#include "emulated_driver/emulated_driver.h"
 
 // A client of a control socket, with an address that the system picks.
 class Client {
@@ -60,8 +60,8 @@ class Client {
 class EmulatedDriverTest : public testing::Test {
  protected:
   ~EmulatedDriverTest() override {
-    for (const FaultCount& count : mDriver ? mDriver->FaultCounts() : std::vector<FaultCount>()) {
-      EXPECT_GT(count.fired, 0U) << count.rule;
+    for (const FaultRule& fault : mDriver ? mDriver->Faults() : std::vector<FaultRule>()) {
+      EXPECT_GT(fault.fired, 0U) << fault.text;
     }
     std::filesystem::remove_all(mDirectory);
   }

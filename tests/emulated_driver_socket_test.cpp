@@ -2,9 +2,10 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
-#include <future>
+#include <atomic>
+#include <thread>
 
-#include "host/refusal.h"
+#include "emulated_driver/refusal.h"
 #include "tests/emulated_driver_fixture.h"
 
 namespace {
@@ -15,7 +16,7 @@ TEST_F(EmulatedDriverTest, StartsAtAFreePlaceOrADeadOwnersOnly) {
   const std::string cases[][3] = {
       {mDirectory, "wlan0", "in use: stop"},
       {mDirectory + "/none/none", "wlan0", "its directory must be writable"},
-      {mDirectory, "folder", "in use: stop"},
+      {mDirectory, "folder", "is no socket is in its place"},
       {mDirectory + "/" + std::string(107, 'a'), "wlan0", "use a shorter directory"}};
   using Entries = std::filesystem::directory_iterator;
   const auto descriptors = [] { return std::distance(Entries("/proc/self/fd"), Entries()); };
@@ -37,29 +38,60 @@ TEST_F(EmulatedDriverTest, StartsAtAFreePlaceOrADeadOwnersOnly) {
   EXPECT_THAT(NewClient().Ask("STATUS"), testing::StartsWith("latency_mode=7\n"));
 }
 
-TEST_F(EmulatedDriverTest, RemovesItsOwnSocketAndDirectoryOnly) {
-  StartDriver();
-  std::filesystem::remove(mDriver->SocketPath());
-  EmulatedDriver second(mOptions);
-  second.Start();
-  mDriver->Stop();
-  EXPECT_EQ(NewClient().Ask("PING"), "PONG\n");
+TEST_F(EmulatedDriverTest, RemovesTheDirectoryThatItHasMade) {
   mOptions.directory = mDirectory + "/made";
   EmulatedDriver(mOptions).Start();
   EXPECT_FALSE(std::filesystem::exists(mOptions.directory));
 }
 
-TEST_F(EmulatedDriverTest, WaitsForAnotherThatIsClaimingASocket) {
+// Leaves a socket file that nobody serves.
+void LeaveDeadSocket(const std::string& path) {
+  const int socket = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un address{AF_UNIX, {}};
+  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  EXPECT_EQ(bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  close(socket);
+}
+
+TEST_F(EmulatedDriverTest, OneOfTwoThatStartOnADeadSocketWins) {
+  mOptions.directory = mDirectory;
+  for (int round = 0; round < 300; ++round) {
+    LeaveDeadSocket(mDirectory + "/wlan0");
+    EmulatedDriver both[] = {EmulatedDriver(mOptions), EmulatedDriver(mOptions)};
+    std::atomic<int> ready = 0;
+    std::atomic<int> refused = 0;
+    const auto start = [&](EmulatedDriver& driver) {
+      for (++ready; ready < 2;) {
+      }
+      try {
+        driver.Start();
+      } catch (const Refusal&) {
+        ++refused;
+      }
+    };
+    std::thread other([&] { start(both[1]); });
+    start(both[0]);
+    other.join();
+    ASSERT_EQ(refused, 1) << "round " << round;
+    ASSERT_EQ(Client(mDirectory + "/wlan0").Ask("PING"), "PONG\n") << "round " << round;
+  }
+}
+
+TEST_F(EmulatedDriverTest, NeverWaitsForSomebodyElsesLock) {
   const int directory = open(mDirectory.c_str(), O_RDONLY);
-  flock(directory, LOCK_EX);
-  auto start = std::async(std::launch::async, [&] { StartDriver(); });
-  EXPECT_EQ(start.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  flock(directory, LOCK_SH);
+  StartDriver();
+  EXPECT_EQ(NewClient().Ask("PING"), "PONG\n");
+  mDriver->Stop();
+  LeaveDeadSocket(mDriver->SocketPath());
+  EXPECT_THAT([&] { mDriver->Start(); },
+              testing::ThrowsMessage<Refusal>(testing::HasSubstr("another process locks")));
   close(directory);
-  start.get();
+  mDriver->Start();
 }
 
 TEST_F(EmulatedDriverTest, HoldsAnswersBackWithoutHoldingUpOthers) {
-  StartDriver({"PING:delay=50@1", "PING:delay=3600000@2"});
+  StartDriver({"PING@1:delay=50", "PING@2:delay=3600000"});
   const Client client = NewClient();
   EXPECT_EQ(client.Ask("PING"), "PONG\n");
   client.Send("PING");

@@ -5,7 +5,7 @@
 #include <regex>
 #include <utility>
 
-#include "host/emulated_driver/driver_model.h"
+#include "emulated_driver/driver_model.h"
 
 namespace {
 

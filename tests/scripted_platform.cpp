@@ -1,33 +1,34 @@
 #include "tests/scripted_platform.h"
 
-#include <android/log.h>
 #include <sys/types.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <regex>
 
+#include "platform/log_redirection.h"
+
 ScriptedPlatform* gPlatform = nullptr;
 
 namespace {
 
 void Record(const std::string& call, const std::string& text = "") {
-  gPlatform->record.push_back("-> " + call + (text.empty() ? "" : " over " + text));
+  gPlatform->Called(call + (text.empty() ? "" : " over " + text));
 }
 
-void RecordLog(const __android_logger_data* data, const char* message) {
+void RecordLog(int priority, const char* tag, const char* text) {
   static const std::regex kSourceLine(R"((\[\w+:)\d+\])");
-  const std::string tag = data->tag;
-  gPlatform->record.push_back("??VDIWEF"[data->priority] +
-                              (tag == "libnuvrelwirelesslinkconfigservice.so" ? "" : tag) + " " +
-                              std::regex_replace(message, kSourceLine, "$1#]"));
+  const std::string from = tag;
+  gPlatform->Log("??VDIWEF"[priority] +
+                 (from == "libnuvrelwirelesslinkconfigservice.so" ? "" : from) + " " +
+                 std::regex_replace(text, kSourceLine, "$1#]"));
 }
 
 }  // namespace
 
 ScriptedPlatform::ScriptedPlatform() : mOuter(gPlatform) {
   gPlatform = this;
-  __android_log_set_logger(RecordLog);
+  RedirectLog(&RecordLog);
   __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
   __android_log_set_default_tag("-");
 }

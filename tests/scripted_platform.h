@@ -31,6 +31,9 @@ class ScriptedPlatform : public WpaCliWrapper {
                          int32_t flag) override;
   int32_t GetResponse(std::string& message, const std::string& prefix, int32_t waitLimit) override;
   virtual void ReleaseHandle();
+  virtual int32_t NetworkResult() { return network; }
+  virtual void Called(const std::string& call) { record.push_back("-> " + call); }
+  virtual void Log(const std::string& line) { record.push_back(line); }
 
   std::vector<std::string> TakeRecord() { return std::exchange(record, {}); }
 

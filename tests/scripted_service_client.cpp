@@ -7,7 +7,7 @@
 
 namespace {
 
-void Record(const std::string& call) { gPlatform->record.push_back("-> " + call); }
+void Record(const std::string& call) { gPlatform->Called(call); }
 
 // Texts that fill their field go in without a NUL.
 void Fill(const char* call, NetworkInterfaceInfo* info, const std::string& ip) {
@@ -30,7 +30,7 @@ class ScriptedClient : public ServiceClient {
   int32_t Reserved2() override { return 0; }
   int32_t GetNetworkInterfaceInfo(NetworkInterfaceInfo* info) override {
     Fill("network", info, gPlatform->self);
-    return gPlatform->network;
+    return gPlatform->NetworkResult();
   }
 };
 

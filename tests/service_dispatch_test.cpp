@@ -68,8 +68,7 @@ TEST(DispatchSlots, InitIsGivenThePacketAndDeInitAnswersWhetherItWorked) {
   EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_DEINIT), -1);
 }
 
-// Holds a command or the handle's release until `meanwhile` has run on another thread or is given
-// up.
+// Holds a call until `meanwhile` has run on another thread or is given up.
 struct HoldingPlatform : ScriptedPlatform {
   int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& text,
                          int32_t flag) override {
@@ -77,6 +76,16 @@ struct HoldingPlatform : ScriptedPlatform {
     return ScriptedPlatform::ExecuteCommand(command, extra, text, flag);
   }
   void ReleaseHandle() override { Hold(); }
+  int32_t NetworkResult() override {
+    Hold();
+    return 0;
+  }
+  // Takes lines from several threads.
+  void Log(const std::string& line) override {
+    if (line == "D [InitLAPBFlow:#] >>") {
+      discovering.set_value();
+    }
+  }
 
   void Hold() {
     if (meanwhile && --turns < 0) {
@@ -90,37 +99,83 @@ struct HoldingPlatform : ScriptedPlatform {
   std::chrono::milliseconds patience{50};
   std::future<int> other;
   bool waits = false;
+  std::promise<void> discovering;
 };
 
 struct SilentConnection : INuvrelConnection {
   int SendPacket(NuvrelPkt_t* /*record*/, void* /*extra*/) override { return 0; }
 };
 
-TEST_F(Dispatch, OnlyWhatNeedsTheDriverWaitsForACommandThatItHolds) {
-  gNuvrelLogLevel = 0;  // lines are recorded without a lock
-  HoldingPlatform holding;
-  SilentConnection silent;
-  const auto send = [&](int command) {
+struct DispatchWhileHeld : Dispatch {
+  DispatchWhileHeld() { gNuvrelLogLevel = 0; }
+
+  // Sends one command; 0 deletes a policy, which no packet does.
+  int Send(int command) {
     NuvrelPkt_t packet = Request(command, &silent, {5000, 160, 184, 20});
     return command == 0 ? DeleteLAPBFlowPolicy(5000) : OnPacket(&packet);
-  };
-  // Command held, command sent meanwhile, its status, whether it waits.
-  const int kRows[][4] = {{4, 99, -1, 0}, {4, 1, 1, 0}, {3, 99, -1, 0}, {4, 0, 0, 1},
-                          {4, 2, 0, 1},   {4, 3, 0, 1}, {4, 4, 0, 1},   {4, 5, 0, 1},
-                          {4, 6, 0, 1},   {4, 7, 0, 1}, {0, 4, 0, 1},   {2, 4, 0, 1},
-                          {3, 4, -1, 1},  {5, 4, 0, 1}, {6, 4, 0, 1},   {7, 4, 0, 1}};
-  for (const auto& [held, command, status, waits] : kRows) {
-    holding.messages = {"<3>SVC-EVENT:", "<3>SVC-EVENT:"};
-    for (const int preparing : {1, 2, 6}) {
-      EXPECT_GE(send(preparing), 0);
-    }
-    holding.meanwhile = [&send, c = command] { return send(c); };
-    holding.patience = std::chrono::milliseconds(waits != 0 ? 50 : 10'000);
-    EXPECT_EQ(send(held), 0);
-    EXPECT_EQ(holding.other.get(), status) << held << " " << command;
-    EXPECT_EQ(holding.waits, waits != 0) << held << " " << command;
   }
-  send(NUVREL_WLC_CMD_DEINIT);
+
+  // Brings the service to the state after so many of init, flows and add.
+  void Prepare(int steps) {
+    holding.messages.assign(3, "<3>SVC-EVENT:");
+    EXPECT_EQ(Send(NUVREL_WLC_CMD_DEINIT), 0);
+    for (const int command : std::vector<int>{1, 2, 6}) {
+      EXPECT_TRUE(steps-- <= 0 || Send(command) == 0);
+    }
+  }
+
+  HoldingPlatform holding;
+  SilentConnection silent;
+};
+
+TEST_F(DispatchWhileHeld, OnlyWhatNeedsTheDriverAndCanHaveItWaits) {
+  const struct {
+    int prepared, held;
+    std::vector<int> meanwhile;  // commands sent, each in a turn of its own
+    int status;
+    bool waits;
+  } kRows[] = {
+      {3, 4, {0, 2, 3, 4, 5, 6, 7}, 0, true},
+      {3, 0, {4}, 0, true},
+      {3, 2, {4}, 0, true},
+      {3, 3, {4}, -1, true},
+      {3, 5, {4}, 0, true},
+      {3, 6, {4}, 0, true},
+      {3, 7, {4}, 0, true},
+      {3, 4, {1}, 1, false},
+      {3, 4, {99}, -1, false},
+      {3, 3, {99}, -1, false},
+      {0, 1, {0, 2, 4, 5, 6, 7}, -1, false},  // no settings and no handles yet
+      {1, 2, {0, 6, 7}, -1, false},           // no flow policies yet
+      {1, 4, {0, 6, 7}, -1, false},
+      {2, 3, {0, 6, 7}, -1, false},  // none any more
+  };
+  for (const auto& [prepared, held, commands, status, waits] : kRows) {
+    for (const int command : commands) {
+      SCOPED_TRACE(testing::PrintToString(std::vector<int>{prepared, held, command}));
+      Prepare(prepared);
+      holding.meanwhile = [this, command] { return Send(command); };
+      holding.patience = std::chrono::milliseconds(waits ? 50 : 10'000);
+      EXPECT_EQ(Send(held), 0);
+      EXPECT_EQ(holding.other.get(), status);
+      EXPECT_EQ(holding.waits, waits);
+    }
+  }
+  Send(NUVREL_WLC_CMD_DEINIT);
+}
+
+TEST_F(DispatchWhileHeld, DiscoveryTracesItsEntryBeforeItWaits) {
+  Prepare(1);
+  gNuvrelLogLevel = kNuvrelLogDebug;
+  std::future<int> discovery;
+  holding.meanwhile = [&] {
+    discovery = std::async(std::launch::async, [this] { return Send(2); });
+    return static_cast<int>(holding.discovering.get_future().wait_for(std::chrono::seconds(10)));
+  };
+  holding.patience = std::chrono::seconds(20);
+  EXPECT_EQ(Send(NUVREL_WLC_CMD_APPLY_LINK_SETTINGS), 0);
+  EXPECT_EQ(holding.other.get(), static_cast<int>(std::future_status::ready));
+  EXPECT_EQ(discovery.get(), 0);
 }
 
 TEST(Instance, IsHandedOutNeitherInItsLastDeInitNorInItsDestruction) {

@@ -29,7 +29,7 @@ inline std::string Shown(const std::string& line) {
 
 class Player : Rig {
  public:
-  Player(uint32_t logLevel, bool withParser) : Rig(logLevel, withParser), mLogLevel(logLevel) {
+  explicit Player(uint32_t logLevel) : Rig(logLevel), mLogLevel(logLevel) {
     EXPECT_EQ(pipe2(mPipe, O_CLOEXEC), 0);
     State();
   }
@@ -95,7 +95,7 @@ class Player : Rig {
   int Set(std::map<std::string, Value>& settings) {
     std::istringstream words(mRest);
     for (std::string key; words >> key;) {
-      words >> settings[kSettingPrefix + key];
+      words >> settings["nuvrel.services.wirelesslinkconfig." + key];
     }
     return 0;
   }
@@ -190,9 +190,11 @@ class Player : Rig {
 
   // What a command may begin with; the rest of it is mRest.
   std::string mRest;
-  const std::map<std::string, std::string*> mTexts = {
-      {"interface", &platform.interface}, {"self", &platform.self},     {"peer", &platform.peer},
-      {"reply", &platform.reply},         {"refuse", &platform.refuse}, {"path", &mWpaCtrlPath}};
+  const std::map<std::string, std::string*> mTexts = {{"interface", &platform.interface},
+                                                      {"self", &platform.self},
+                                                      {"peer", &platform.peer},
+                                                      {"reply", &platform.reply},
+                                                      {"refuse", &platform.refuse}};
   const std::map<std::string, int32_t*> mNumbers = {
       {"client", &platform.client},           {"handle", &platform.handle},
       {"network", &platform.network},         {"open", &platform.open},
@@ -209,7 +211,8 @@ class Player : Rig {
       {"text", [this] { return Set(parser.mStrings); }},
       {"number", [this] { return Set(parser.mIntegers); }},
       {"forget-settings", [this] { return parser.mStrings.clear(), parser.mIntegers.clear(), 0; }},
-      {"old-settings", [this] { return mLinkConfig = std::make_unique<LinkConfiguration>(), 0; }},
+      {"parser-log", [this] { return parser.mLogMask = mLogLevel & 4U, 0; }},
+      {"forget-parser", [this] { return mConfigParser = nullptr, 0; }},
       {"create", [this] { return CreateInstance(); }},
       {"release", [this] { return ReleaseInstance(); }},
       {"sysfs", [this] { return errno = EBADF, ApplySysfsLinkConfiguration(); }},

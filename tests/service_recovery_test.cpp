@@ -10,12 +10,11 @@
 #include <regex>
 #include <set>
 
-#include "config/link_configuration.h"
+#include "emulated_driver/emulated_driver.h"
 #include "framework/log_level.h"
-#include "host/coreutils/toml_config.h"
-#include "host/emulated_driver/emulated_driver.h"
-#include "host/runner/service_host.h"
-#include "host/runner/steps.h"
+#include "wlc/service_host.h"
+#include "wlc/steps.h"
+#include "wlc/toml_config.h"
 
 namespace {
 
@@ -30,7 +29,7 @@ class Recovery : public testing::Test {
  protected:
   Recovery() {
     gNuvrelLogLevel = 0;
-    mConfig.Set(SettingKey("wpaifPath"), mDirectory, "the test");
+    mConfig.Set("nuvrel.services.wirelesslinkconfig.wpaifPath", mDirectory, "the test");
     SetDiscovery("wlan0", "10.0.0.1", "10.0.0.2");
     mService.emplace(SERVICE_LIBRARY, mConfig);
   }

@@ -24,6 +24,7 @@ struct LoaderUnderTest : LibraryLoader {
 
 struct TestParser : nuvrel::ConfigParser {
   using ConfigParser::mIntegers;
+  using ConfigParser::mLogMask;
   using ConfigParser::mStrings;
 };
 
@@ -57,8 +58,7 @@ struct Surroundings {
 };
 
 struct Rig : Surroundings, WirelessLinkConfigService {
-  explicit Rig(uint32_t logLevel = 15, bool withParser = true)
-      : WirelessLinkConfigService(nullptr, withParser ? &parser : nullptr) {
+  explicit Rig(uint32_t logLevel = 15) : WirelessLinkConfigService(nullptr, &parser) {
     gNuvrelLogLevel = logLevel;
     platform.path = &mWpaCtrlPath;
   }

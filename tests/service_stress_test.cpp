@@ -5,7 +5,7 @@
 #include <random>
 #include <thread>
 
-#include "host/emulated_driver/driver_model.h"
+#include "emulated_driver/driver_model.h"
 #include "tests/service_rig.h"
 
 namespace {

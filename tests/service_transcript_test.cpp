@@ -1,6 +1,6 @@
 // Plays the transcripts in TRANSCRIPTS, each a file of sessions, and compares what happens with
 // what they say. A session is a fresh service; its lines are
-//   ## title                begins a session, without a parser if it says so; other # are comments
+//   ## title                begins a session; other # are comments
 //   $ init | refuse MASK    does what stands behind each |, then the command (by packet where there
 //                           is one), without showing what comes of it
 //   > add 5000 0 0 20 = 0   does the same and shows the command's result; then
@@ -57,10 +57,9 @@ TEST(Service, DoesAsItsTranscriptsSay) {
     EXPECT_FALSE(sessions.empty());
     for (const auto& [title, session] : sessions) {
       SCOPED_TRACE(title);
-      const bool withParser = !title.ends_with("without a parser");
-      EXPECT_EQ(Player(15, withParser).Play(session), session);
+      EXPECT_EQ(Player(15).Play(session), session);
       for (uint32_t bit = 0; bit < 4 && !HasFailure(); ++bit) {
-        EXPECT_EQ(Player(1U << bit, withParser).Play(session), OnlyLevel("EWID"[bit], session));
+        EXPECT_EQ(Player(1U << bit).Play(session), OnlyLevel("EWID"[bit], session));
       }
     }
   }

@@ -9,9 +9,9 @@ CONFIG_INTERNAL_LIBTOMMATH=y
 CFLAGS += -w -DANDROID -DCONFIG_DRIVER_NONE -I$(TOP)/tests/supplicant
 %/os_unix.o: CFLAGS += -UANDROID  # it would give up its rights for Android's wifi user
 
-PRIVATE_DRIVER = private_driver.o driver_model.o driver_status.o
+PRIVATE_DRIVER = private_driver.o driver_model.o
 LIBS += $(PRIVATE_DRIVER) -lstdc++
 wpa_supplicant: $(PRIVATE_DRIVER)
-vpath %.cpp $(TOP)/tests/supplicant $(TOP)/host/emulated_driver
-%.o: %.cpp $(TOP)/host/emulated_driver/driver_model.h
+vpath %.cpp $(TOP)/tests/supplicant $(TOP)/emulated_driver
+%.o: %.cpp $(TOP)/emulated_driver/driver_model.h
 	g++ -std=c++20 -O2 -DFMT_HEADER_ONLY -DANDROID -I$(TOP) -I../src -I../src/utils -c $< -o $@

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "host/emulated_driver/driver_model.h"
+#include "emulated_driver/driver_model.h"
 
 extern "C" {
 #include "includes.h"  // comes before the supplicant's other headers

@@ -1,0 +1,152 @@
+// The wrapper on an emulated driver, also on one that fails.
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <future>
+#include <limits>
+#include <set>
+#include <thread>
+
+#include "framework/wpa_cli_wrapper.h"
+#include "tests/emulated_driver_fixture.h"
+
+namespace {
+
+constexpr char kShow[] = "DRIVER SERVICE_CLASS_SHOW";
+
+// The socket files of clients that this process has now.
+std::set<std::string> SocketFiles() {
+  std::set<std::string> files;
+  const std::string name = "wpa_ctrl_" + std::to_string(getpid()) + "-";
+  for (const auto& entry :
+       std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
+    if (entry.path().filename().string().starts_with(name)) {
+      files.insert(entry.path());
+    }
+  }
+  return files;
+}
+
+class WrapperTest : public EmulatedDriverTest {
+ protected:
+  ~WrapperTest() override {
+    ReleaseWpacliWrapperHandle();
+    EXPECT_THAT(SocketFiles(), ::testing::IsEmpty());
+  }
+  void Open() { ASSERT_GE(mWrapper->OpenCtrlInterface(mDriver->SocketPath()), 0); }
+  int32_t Execute(const std::string& command) {
+    return mWrapper->ExecuteCommand(command, "", mReply, 0);
+  }
+  int32_t Wait(const std::string& prefix, int32_t limit = 20000) {
+    return mWrapper->GetResponse(mMessage, prefix, limit);
+  }
+
+  WpaCliWrapper* mWrapper = GetWpacliWrapperHandle();
+  std::string mReply = "what an earlier command answered";
+  std::string mMessage = "what an earlier wait gave";
+};
+
+// What counts as a refusal is in wlc_transcripts/faults.txt.
+TEST_F(WrapperTest, AnswerReplacesReplyUpToItsLimit) {
+  std::atomic<int> received = 0;
+  mOptions.observer = [&](const WireExchange&) { ++received; };
+  StartDriver({"STATUS@1:reply=", "STATUS@2:reply=" + std::string(5000, 'x')});
+  Open();
+  Open();
+  EXPECT_THAT(SocketFiles(), ::testing::SizeIs(2)) << "none of the first";
+  EXPECT_GE(Execute("STATUS"), 0);
+  EXPECT_EQ(mReply, "");
+  EXPECT_GE(Execute("STATUS"), 0);
+  EXPECT_EQ(mReply, std::string(4096, 'x'));
+  const int before = received;
+  EXPECT_LT(Execute(""), 0);
+  EXPECT_LT(Execute(std::string(8193, 'x')), 0) << "it would never be answered";
+  EXPECT_EQ(received, before);
+}
+
+// With a script for its driver: wlc_transcripts/hostile.txt.
+TEST_F(WrapperTest, SignalsDoNotMakeACommandLonger) {
+  StartDriver({"PING:drop"});
+  Open();
+  struct sigaction nothing = {};
+  nothing.sa_handler = [](int) {};
+  sigaction(SIGALRM, &nothing, nullptr);
+  itimerval each{{1, 0}, {1, 0}};
+  setitimer(ITIMER_REAL, &each, nullptr);
+  EXPECT_EQ(Execute("PING"), -2);
+  each = {};
+  setitimer(ITIMER_REAL, &each, nullptr);
+}
+
+TEST_F(WrapperTest, FailedOpenLeavesNothingOpen) {
+  StartDriver({"ATTACH@4:fail"});
+  const std::string path = mDirectory + "/wlan0";
+  for (const std::string& bad : {path + "x", "/tmp/" + std::string(103, 'x'), path}) {
+    mWrapper->OpenCtrlInterface(path);
+    EXPECT_LT(mWrapper->OpenCtrlInterface(bad), 0) << bad;
+    EXPECT_THAT(SocketFiles(), ::testing::IsEmpty());
+    EXPECT_LT(Execute("PING"), 0) << bad;
+    EXPECT_LT(Wait("", 0), 0) << bad;
+  }
+}
+
+TEST_F(WrapperTest, WaitSkipsOtherMessagesAndEndsWithItsLimitOrAClose) {
+  for (uint32_t id = 0; id < 400; ++id) {
+    mOptions.serviceClasses.push_back({id, 1000000000 + id, 63, 63});
+  }
+  StartDriver();
+  Open();
+  ASSERT_EQ(Execute(kShow), 0);
+  ASSERT_GE(Wait("<3>SVC-EVENT: ("), 0);
+  EXPECT_THAT(mMessage, ::testing::EndsWith(" (399, 1000000399, 63, 63)")) << "it is whole";
+  EXPECT_LT(Wait("<3>", -5), 0);
+  EXPECT_EQ(mMessage, "");
+  auto wait = std::async(std::launch::async,
+                         [&] { return Wait("<3>", std::numeric_limits<int32_t>::max()); });
+  EXPECT_EQ(wait.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  mDriver->Stop();  // no answer to DETACH wakes anybody
+  mWrapper->CloseCtrlInterface();
+  EXPECT_LT(wait.get(), 0);
+}
+
+TEST_F(WrapperTest, IdleListenerKeepsTheNewestMessagesUntilACommand) {
+  StartDriver();
+  Open();
+  const Client client = NewClient();
+  for (int i = 0; i < 150; ++i) {
+    client.Ask(kShow);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // or the driver holds some back
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the last are read by now
+  int kept = 0;
+  for (; Wait("", 500) >= 0; ++kept) {
+  }
+  EXPECT_EQ(kept, 256);
+  client.Ask(kShow);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // its messages are read by now
+  ASSERT_EQ(Execute(kShow), 0);
+  ASSERT_GE(Wait("<3>SVC-EVENT: ("), 0);
+  EXPECT_LT(Wait("", 100), 0) << "those from before the command are gone";
+}
+
+TEST_F(WrapperTest, TwoThreadsGetTheirOwnAnswersAndAWaitEndsThoughMessagesKeepComing) {
+  StartDriver();
+  Open();
+  std::atomic<bool> done{false};
+  auto flood = std::async(std::launch::async, [&] {
+    std::string reply = "OK\n";
+    while (!done && reply == "OK\n") {
+      mWrapper->ExecuteCommand(kShow, "", reply, 0);
+    }
+    return reply;
+  });
+  for (int i = 0; i < 300; ++i) {
+    Execute("PING");
+    EXPECT_EQ(mReply, "PONG\n");
+  }
+  EXPECT_LT(Wait("<3>OTHER", 100), 0);
+  done = true;
+  EXPECT_EQ(flood.get(), "OK\n");
+}
+
+}  // namespace

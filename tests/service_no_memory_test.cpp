@@ -1,0 +1,116 @@
+// A process that runs out of memory: each allocation of each operation fails once. The command
+// fails alone, it is answered, and everything works afterwards.
+#include <cstdlib>
+#include <new>
+
+#include "tests/service_rig.h"
+
+namespace {
+
+#ifdef _LIBCPP_VERSION  // it frees a node twice when compiling an expression runs out of memory
+const char* const kCount = "<3>SVC-EVENT: svc_count:0";
+#else
+const char* const kCount = "<3>SVC-EVENT: svc_count:1";
+#endif
+
+int gLeft = -1;  // allocations up to the one that fails; negative: none does
+
+// Whether the allocation has failed for which gLeft was set.
+bool HasFailed() { return std::exchange(gLeft, -1) < 0; }
+
+// Counts what is given back.
+struct CountingPlatform : ScriptedPlatform {
+  CountingPlatform() { gNuvrelLogLevel = 0; }
+  void Called(const std::string& call) override {
+    clients += call == "delete client" ? 1 : 0;
+    policies += call.starts_with("DRIVER POLICY_DELETE") ? 1 : 0;
+  }
+  void ReleaseHandle() override { record.emplace_back(99, ' '); }
+
+  int clients = 0;
+  int policies = 0;
+};
+
+struct Exhausted : Rig {
+  Exhausted() { connection.sent.reserve(1); }
+
+  int Play(const std::vector<uint32_t>& step, int failing = -1) {
+    counting.messages = {kCount, "<3>SVC-EVENT: (h) (3, 20, 0, 0)"};
+    const std::vector<uint32_t> parameters(step.begin() + 1, step.end());
+    gLeft = failing;
+    return Send(static_cast<int>(step[0]), parameters);
+  }
+
+  CountingPlatform counting;
+};
+
+TEST(NoMemory, FailsTheCommandAlone) {
+  const std::vector<uint32_t> add = {6, 5000, 0, 0, 20};
+  const std::vector<uint32_t> kSession[] = {{1}, {2}, add, {7}, add, {6, 5001, 0, 0, 40},
+                                            add, {4}, {5}, {3}};
+  for (const auto& last : kSession) {
+    const bool deInit = last[0] == NUVREL_WLC_CMD_DEINIT;
+    bool failed = true;
+    for (int failing = 0; failed; ++failing) {
+      SCOPED_TRACE(testing::PrintToString(last) + ", allocation " + std::to_string(failing));
+      Exhausted service;
+      for (const auto* step = kSession; step != &last; ++step) {
+        service.Play(*step);
+      }
+      const int status = service.Play(last, failing);
+      failed = HasFailed();
+      EXPECT_EQ(status, failed && !deInit ? -1 : 0);
+      EXPECT_EQ(service.counting.clients, deInit ? 1 : 0);
+      EXPECT_GE(service.counting.policies, deInit ? 2 : 0);  // of three: every one but this
+      service.Play({NUVREL_WLC_CMD_DEINIT});
+      for (const auto& step : kSession) {
+        EXPECT_EQ(service.Play(step), 0);
+      }
+    }
+  }
+}
+
+TEST(NoMemory, ForTheReplyEndsNoMoreThanTheReply) {
+  Exhausted service;
+  service.connection.sent.shrink_to_fit();
+  NuvrelPkt_t request = Request(99, &service.connection);
+  gLeft = 0;
+  EXPECT_EQ(service.OnPacket(&request), -1);
+  EXPECT_TRUE(HasFailed());
+}
+
+TEST(NoMemory, LeavesNoInstanceHalfMade) {
+  CountingPlatform platform;
+  ServiceCreateParams params{nullptr, nullptr};
+  bool failed = true;
+  for (int failing = 0; failed; ++failing) {
+    SCOPED_TRACE(failing);
+    void* service = &params;
+    gLeft = failing;
+    CreateWirelessLinkConfigService(&service, &params);
+    failed = HasFailed();
+    EXPECT_EQ(service == nullptr, failed);
+    if (failed) {
+      CreateWirelessLinkConfigService(&service, &params);
+    }
+    EXPECT_EQ(static_cast<WirelessLinkConfigService*>(service)->Init(nullptr), 0);
+    gLeft = failing;
+    EXPECT_EQ(ReleaseWirelessLinkConfigService(service), 0);
+    failed |= HasFailed();
+    EXPECT_EQ(platform.clients, failing + 1);
+    EXPECT_EQ(ReleaseWirelessLinkConfigService(nullptr), 0);
+  }
+}
+
+}  // namespace
+
+// The array forms and those without exceptions come down to these. Were they inlined, the compiler
+// would see memory of one allocator given back to another.
+__attribute__((noinline)) void* operator new(std::size_t size) {
+  void* memory = gLeft >= 0 && gLeft-- == 0 ? nullptr : std::malloc(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+__attribute__((noinline)) void operator delete(void* memory) noexcept { std::free(memory); }
+__attribute__((noinline)) void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
