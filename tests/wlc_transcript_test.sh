@@ -1,14 +1,9 @@
 #!/usr/bin/env bash
 # Plays a transcript, a shell session with wlc, and compares what happens with what it says:
 #   wlc_transcript_test.sh TRANSCRIPT BUILD_DIRECTORY [EMULATOR]
-#
-#   % COMMAND -> STATUS OUTPUT    a row: its exit status, and all its lines joined by "; "
-#   $ COMMAND                     goes on behind "> "; then come its whole standard output, its
-#                                 standard error behind "! ", and "= " with its exit status
-#
-# All else is prose. One shell runs them, in a new directory that holds examples/ and goes with it.
-# What is never the same is shown as #. A difference is printed as a patch: where it was meant,
-# apply it to the transcript.
+# Each transcript tells its signs at its top. One shell runs its commands, in a new directory that
+# holds examples/ and goes with it. Blank lines of an output are left out. A difference is printed as
+# a patch: where it was meant, apply it to the transcript.
 set -uo pipefail
 transcript=$(realpath "$1") build=$(realpath "$2") emulator=${3:-}
 tests=$(dirname "$(realpath "$0")")
@@ -76,33 +71,47 @@ tidy() {
 }
 literal() { sed 's/[][\.*^$+?(){}|/]/\\&/g' <<<"$1"; }
 
+# Runs $command; "told" gets what it prints, and its exit status when that is not 0.
+run() {
+  local status
+  eval "$command" >"$scratch/out" 2>&1 </dev/null
+  status=$?
+  command=''
+  tidy <"$scratch/out" | grep . >"$scratch/told"
+  if ((status)); then echo "exit $status" >>"$scratch/told"; fi
+}
+
+# Breaks lines of more than 120 characters, at a blank where there is one.
+fold() {
+  awk '{ for (part = ""; length > 120; $0 = "    " substr($0, length(part) + 1)) {
+           part = substr($0, 1, 118); sub(/[^ ]+$/, "", part)
+           if (part !~ /[^ ]/) part = substr($0, 1, 118)
+           print part "\\" }
+         print }' "$1"
+}
+
 # Copies the transcript with what its commands do now in place of what they did.
 play() {
-  local line command='' told='' status
+  local line command='' told=''
   while IFS= read -r line || [[ $command ]]; do
-    if [[ $command && $line != '> '* ]]; then
-      eval "$command" >"$scratch/out" 2>"$scratch/error" </dev/null
-      status=$?
-      tidy <"$scratch/out"
-      tidy <"$scratch/error" | sed 's/^/! /'
-      printf '= %s\n' "$status"
-      command='' told=yes
-    fi
-    if [[ $line == '% '* ]]; then
-      line=${line%% ->*}
-      eval "${line#% }" >"$scratch/out" 2>&1 </dev/null
-      line+=" -> $? $(tidy <"$scratch/out" | awk 'NF { printf "%s%s", sep, $0; sep = "; " }')"
+    if [[ $command && $line != '$ '* ]]; then
+      run
+      fold "$scratch/told"
+      told=yes
     elif [[ $line == '$ '* ]]; then
-      command=${line#??} told=''
-    elif [[ $command ]]; then
-      command+=$'\n'${line#??}
+      told='' command+=${command:+$'\n'}${line#??}
+      if [[ $line == *' -> '* ]]; then
+        command=${command%% -> *}
+        run
+        line="${line%% -> *} -> $(awk '{ printf "%s%s", sep, $0; sep = "; " }' "$scratch/told")"
+      fi
     fi
+    if [[ -z $line ]]; then told=''; fi
     if [[ ! $told ]]; then printf '%s\n' "$line"; fi
-    if [[ $line == '= '* ]]; then told=''; fi
   done
 }
 
-grep -q '^[$%] ' "$transcript" || { echo "there is no command in $transcript"; exit 1; }
+grep -q '^[$] ' "$transcript" || { echo "there is no command in $transcript"; exit 1; }
 play <"$transcript" >"$scratch/played"
-diff -u -F '^[$%] ' --label "tests/wlc_transcripts/${transcript##*/}" --label played \
+diff -u -F '^[$] ' --label "tests/wlc_transcripts/${transcript##*/}" --label played \
   "$transcript" "$scratch/played"
