@@ -102,6 +102,9 @@ void EmulatedDriver::Handle(const PeerAddress& from, const std::string& command)
   if (!decides(FaultAction::kDrop)) {
     mOutgoing.insert({now + fault.delay, {from, std::move(answer.reply)}});
   }
+  if (fault.restarts) {
+    mModel = DriverModel(mOptions.serviceClasses);
+  }
   if (fault.reopens) {
     mSocket.Reopen();
   }

@@ -23,6 +23,7 @@ constexpr struct Form {
     {"events", ":drop", "", FaultAction::kDrop},
     {"events", ":delay", "=MS (0 to 3600000)", FaultAction::kDelay},
     {"socket", ":reopen", "", FaultAction::kReopen},
+    {"supplicant", ":restart", "", FaultAction::kRestart},
 };
 
 // The part of `text` before the first of `signs`, which it is left without.
@@ -41,8 +42,9 @@ std::vector<Form> FormsOf(std::string_view scope, const std::string& text) {
   std::copy_if(std::begin(kForms), std::end(kForms), std::back_inserter(forms),
                [&](const Form& form) { return form.scope == (isCommand ? "" : scope); });
   if (forms.empty() || scope.empty()) {
-    throw Refusal(R"(fault "{}": "{}" is not a scope; write events, socket, or one of {})", text,
-                  scope, fmt::join(commands, " "));
+    throw Refusal(
+        R"(fault "{}": "{}" is not a scope; write events, socket, supplicant, or one of {})", text,
+        scope, fmt::join(commands, " "));
   }
   return forms;
 }
@@ -141,12 +143,19 @@ CommandFault FaultPlan::OnCommand(std::string_view command) {
   const auto words = SplitWords(command.substr(isDriver ? 7 : 0));
   const std::string_view second = words.size() > 1 ? words[1] : "";
   CommandFault fault;
-  for (FaultRule* rule : Due({words[0], second, isDriver ? "*" : "", isDriver ? "socket" : ""})) {
-    const bool adds = rule->action == FaultAction::kDelay || rule->action == FaultAction::kReopen;
+  std::vector<std::string_view> names = {words[0], second};
+  if (isDriver) {
+    names.insert(names.end(), {"*", "socket", "supplicant"});
+  }
+  for (FaultRule* rule : Due(names)) {
+    const bool restarts = rule->action == FaultAction::kRestart;
+    const bool reopens = restarts || rule->action == FaultAction::kReopen;
+    const bool adds = reopens || rule->action == FaultAction::kDelay;
     if (adds || fault.decides == nullptr) {
       ++rule->fired;
       fault.delay += rule->delay;
-      fault.reopens = fault.reopens || rule->action == FaultAction::kReopen;
+      fault.reopens = fault.reopens || reopens;
+      fault.restarts = fault.restarts || restarts;
       fault.decides = adds ? fault.decides : rule;
     }
   }

@@ -17,11 +17,11 @@
 #include <utility>
 #include <vector>
 
-enum class FaultAction { kFail, kDrop, kDelay, kReply, kReopen };
+enum class FaultAction { kFail, kDrop, kDelay, kReply, kReopen, kRestart };
 
 struct FaultRule {
   std::string text;   // as written
-  std::string scope;  // a command, "*" for every driver command, "events" or "socket"
+  std::string scope;  // a command, "*" for every driver command, "events", "socket", "supplicant"
   FaultAction action = FaultAction::kFail;
   std::string reply = {};
   std::chrono::milliseconds delay{0};
@@ -41,7 +41,8 @@ std::string FaultSentence(const FaultRule& rule);
 // What the rules do to one command.
 struct CommandFault {
   std::chrono::milliseconds delay{0};  // of its answer
-  bool reopens = false;
+  bool reopens = false;                // the socket, after the command
+  bool restarts = false;               // the driver, which forgets all, too
   const FaultRule* decides = nullptr;  // the rule to fail, drop or reply, if there is one
 };
 
