@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "config/link_configuration.h"
+#include "wlc/layout.h"
 #include "wlc/log_sink.h"
 #include "wlc/private_directory.h"
 #include "wlc/session.h"
@@ -29,17 +30,17 @@ void ShowSettings(const std::string& file, TomlConfig& config, LinkConfiguration
     const std::string origin = config.OriginOf(SettingKey(name));
     constexpr bool kIsText = std::is_same_v<std::decay_t<decltype(value)>, std::string>;
     const std::string shown = fmt::format("{}", value);
-    Print("  {:24} {:16} {}\n", name, Visible(kIsText ? '"' + shown + '"' : shown),
+    Print("  {:22} {:16} {}\n", name, Visible(kIsText ? '"' + shown + '"' : shown),
           origin.empty() ? "default" : Visible(origin));
   });
 }
 
 void PrintList(const std::string& title, const Lines& lines) {
   if (!lines.empty()) {
-    Print("\n{}\n", Visible(title));
+    Print("\n{}\n", Wrapped(Visible(title), 0));
   }
   for (const std::string& line : lines) {
-    Print("  {}\n", Visible(line));
+    Print("  {}\n", line.starts_with("DRIVER ") ? Visible(line) : Wrapped(Visible(line), 4));
   }
 }
 

@@ -4,7 +4,9 @@
 
 #include "framework/log_level.h"
 #include "platform/log_redirection.h"
+#include "wlc/layout.h"
 #include "wlc/output_file.h"
+#include "wlc/service_host.h"
 #include "wlc/visible.h"
 
 namespace {
@@ -13,26 +15,40 @@ namespace {
 int gWritten = ANDROID_LOG_WARN;
 const SessionOutputs* gOutputs = nullptr;
 
+constexpr struct {
+  const char* label;
+  const char* name;
+  fmt::text_style style;
+} kLevels[] = {{"debug", "DEBUG", kFaint},
+               {"info", "INFO", kFaint},
+               {"warning", "WARN", kWarn},
+               {"error", "ERROR", kBad}};
+
 // The service's own texts have several lines. Those that follow are indented, so that no text from
 // outside looks like a line of the log.
-std::string Shown(const std::string& text) {
+std::string Shown(const LogLine& line) {
+  const bool isOwn = line.tag.empty() || line.tag == kServiceLibrary;
+  const bool isNormal =
+      line.text.starts_with("[ClearLAPBPolicies:") && line.text.ends_with(" LAPB Not Supported");
+  const std::string text = (isOwn ? "" : line.tag + ": ") + line.text +
+                           (isNormal ? " (normal in a teardown without flow policies)" : "");
   std::string shown;
-  for (const std::string_view line : SplitWords(text, '\n')) {
-    const size_t begin = std::min(line.find_first_not_of('\t'), line.size());
-    shown += (shown.empty() ? "" : "\n    ") + Visible(line.substr(begin));
+  for (std::string_view one : SplitWords(text, '\n')) {
+    one.remove_prefix(std::min(one.find_first_not_of('\t'), one.size()));
+    const size_t column = kTextColumn + (shown.empty() ? 0 : 2);
+    shown += (shown.empty() ? "" : "\n" + std::string(column, ' ')) + Wrapped(Visible(one), column);
   }
   return shown;
 }
 
 void OnLine(int priority, const char* tag, const char* text) {
-  static constexpr const char* kLevels[] = {"INFO", "WARN", "ERROR"};  // of those that outputs get
-  LogLine line{kLevels[std::clamp<int>(priority - ANDROID_LOG_INFO, 0, 2)],
-               tag != nullptr ? tag : "", text};
+  const auto& level = kLevels[std::clamp<int>(priority - ANDROID_LOG_DEBUG, 0, 3)];
+  LogLine line{level.name, tag != nullptr ? tag : "", text};
   while (line.text.ends_with('\n')) {
     line.text.pop_back();
   }
   if (priority >= gWritten) {
-    PrintError("{} {}: {}\n", "??VDIWEF"[priority], line.tag, Shown(line.text));
+    PrintError("{}\n", Labelled(stderr, level.label, level.style, Shown(line)));
   }
   if (priority >= ANDROID_LOG_WARN || !NodeValue(line).empty()) {
     for (const auto& output : *gOutputs) {

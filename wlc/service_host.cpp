@@ -8,10 +8,9 @@
 #include "emulated_driver/refusal.h"
 
 std::string DefaultLibraryPath() {
-  constexpr char kLibraryName[] = "libnuvrelwirelesslinkconfigservice.so";
   const auto top = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
-  const auto built = top / "lib" / kLibraryName;
-  return std::filesystem::exists(built) ? built : top / WLC_INSTALL_LIBDIR / kLibraryName;
+  const auto built = top / "lib" / kServiceLibrary;
+  return std::filesystem::exists(built) ? built : top / WLC_INSTALL_LIBDIR / kServiceLibrary;
 }
 
 void SetDiscovery(const std::string& interface, const std::string& selfIp,

@@ -16,6 +16,9 @@
 #include "framework/nuvrel_packet.h"
 #include "framework/nuvrel_service.h"
 
+// Its file name, and its tag in the log.
+inline constexpr char kServiceLibrary[] = "libnuvrelwirelesslinkconfigservice.so";
+
 // The service library that was built or installed together with this program.
 std::string DefaultLibraryPath();
 

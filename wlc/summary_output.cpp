@@ -22,7 +22,7 @@ struct Row {
     const auto percentile = [this](size_t percent) {
       return mTimes[(mTimes.size() * percent - 1) / 100] / 1000;
     };
-    Print("{:26}{:9}{:9}{:10.3f}{:10.3f}{:10.3f}{:10.3f}\n", Visible(name), mTimes.size(), mFailed,
+    Print("{:26}{:9}{:8}{:9.3f}{:9.3f}{:9.3f}{:9.3f}\n", Visible(name), mTimes.size(), mFailed,
           mTimes.front() / 1000, percentile(50), percentile(99), mTimes.back() / 1000);
   }
 
@@ -51,8 +51,8 @@ class SummaryOutput : public SessionOutput {
 
   void OnFinish(const SessionEnd& end) override {
     PrintError("{}", isatty(STDERR_FILENO) == 1 ? "\033[K" : "");
-    Print("{:26}{:>9}{:>9}{:>10}{:>10}{:>10}{:>10}\n", "times in ms", "how often", "failed",
-          "least", "median", "99 %", "greatest");
+    Print("{:26}{:>9}{:>8}{:>9}{:>9}{:>9}{:>9}\n", "times in ms", "how often", "failed", "least",
+          "median", "99 %", "greatest");
     for (auto& [key, row] : mRows) {
       row.PrintAs(key.second);
     }
