@@ -50,22 +50,25 @@ brief() {
 }
 # shellcheck disable=SC2120  # transcripts call it with files
 shorten() {
-  cat -v "$@" | awk '
+  cat -v "$@" | joined | awk '
     /^ +(answer|message) / && !/ (OK|cookie=[^ ]+|svc_count:[0-9]+|.*\([0-9, ]+\)) +[0-9.]+ ms$/ {
       sub(/^ +[a-z]+ +/, ""); sub(/ +[0-9.]+ ms$/, ""); odd = odd (odd ? ", " : "[") $0 }
     $1 == "status" { marked = /still differs/
-                     all = all " " $2 + 0 (/agrees/ ? "=" : "") (odd ? odd "]" : "") (marked ? "!" : "")
+                     all = all " " $2 + 0 (/matches/ ? "=" : "") (odd ? odd "]" : "") (marked ? "!" : "")
                      odd = "" }
     $1 == "differs" && !marked++ { all = all "!" }
     sub(/^ +(differs|note:) +/, "") || /^wlc: / { rest = rest "\n" $0 }
     END { print substr(all, 2) rest }'
 }
 
+# For transcripts: the lines that wlc has broken at column 80, whole.
+joined() { sed -zE 's/\n( {4}| {12}| {15})([^ ])/ \2/g'; }
+
 # Times (they end where they ended), private directories, the build, source lines, addresses, and
 # the order in which the service's map gives the cookies of its policies.
 tidy() {
   sed -E -e 's/([0-9]+)\.[0-9]{2} ms/@\1@#.## ms/; :w s/@[0-9]([0-9]+@)/ @\1/; tw; s/@[0-9]@//' \
-    -e 's/^ +#/#/; s/("(microseconds|ts|dur)":)[0-9.]+(e-?[0-9]+)?/\1#/g' \
+    -e 's/^ +[0-9]+\.[0-9]{3} s /     # s /; s/^ +#.## ms/#.## ms/; s/("(microseconds|ts|dur)":)[0-9.]+(e-?[0-9]+)?/\1#/g' \
     -e "s/$(literal "$scratch")(\/wlc-.{6})?/#/g; s/$(literal "$build")\//#\//g" \
     -e 's/(\[[A-Za-z]+:)[0-9]+\]/\1#]/g; s/: 0x[0-9a-f]+K/: #/; s/(POLICY_DELETE cookie p)[12]/\1#/g'
 }
@@ -104,6 +107,7 @@ play() {
         command=${command%% -> *}
         run
         line="${line%% -> *} -> $(awk '{ printf "%s%s", sep, $0; sep = "; " }' "$scratch/told")"
+        if ((${#line} > 120)); then line=${line%% -> *}$'\n'$(fold "$scratch/told")$'\n'; fi
       fi
     fi
     if [[ -z $line ]]; then told=''; fi

@@ -8,7 +8,7 @@
 
 enum ExitStatus : int {
   kExitGood = 0,
-  kExitNegative = 1,  // it ran, and a status was negative
+  kExitNegative = 1,  // it ran, and something was not as it should be, such as a negative status
   kExitCannotRun = 2,
 };
 
@@ -36,6 +36,7 @@ struct RunOptions {
   bool json = false;
   bool strict = false;   // differences, missing checks and faults that never fired are failures
   bool summary = false;  // a table in place of each command
+  bool times = true;     // without, no socket paths either: two sessions can be compared
   std::string trace;
 };
 ExitStatus RunSession(const RunOptions& options);

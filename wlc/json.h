@@ -1,7 +1,6 @@
 // What the JSON output and the trace write in the same way.
 #pragma once
 
-#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -15,12 +14,11 @@ inline std::string Dump(const Json& json) {
   return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
-// {"command":"DRIVER SET_LATENCY_MODE 2","reply":"OK","result":0,"microseconds":120}; a wait has
-// "prefix" and "message" in place of the first two.
+// {"command":"DRIVER SET_LATENCY_MODE 2","reply":"OK","result":0}; a wait has "prefix" and
+// "message" in place of the first two.
 inline Json AsJson(const Exchange& exchange) {
   const bool waited = exchange.kind == Exchange::Kind::kWait;
   return {{waited ? "prefix" : "command", exchange.asked},
           {waited ? "message" : "reply", exchange.answered},
-          {"result", exchange.result},
-          {"microseconds", std::llround(Microseconds(exchange.begin, exchange.end))}};
+          {"result", exchange.result}};
 }

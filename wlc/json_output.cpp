@@ -1,6 +1,7 @@
 #include "wlc/session_output.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/lower_case.h"
 #include "wlc/json.h"
@@ -21,6 +22,8 @@ Json Parameters(const Command& command) {
 
 class JsonOutput : public SessionOutput {
  public:
+  explicit JsonOutput(bool times) : mTimes(times) {}
+
   void OnStart(const SessionInfo& info) override {
     Write({{"kind", "start"},
            {"version", WLC_VERSION},
@@ -35,17 +38,18 @@ class JsonOutput : public SessionOutput {
     Json exchanges = Json::array();
     Json waits = Json::array();
     for (const Exchange& exchange : report.exchanges) {
-      (exchange.kind == Exchange::Kind::kWait ? waits : exchanges).push_back(AsJson(exchange));
+      (exchange.kind == Exchange::Kind::kWait ? waits : exchanges)
+          .push_back(Timed(AsJson(exchange), exchange));
     }
-    Write({{"kind", "command"},
-           {"command", report.command.form->name},
-           {"parameters", Parameters(report.command)},
-           {"status", report.status},
-           {"microseconds", std::llround(Microseconds(report.begin, report.end))},
-           {"exchanges", exchanges},
-           {"waits", waits},
-           {"checked", report.checked},
-           {"differences", report.differences}});
+    Write(Timed({{"kind", "command"},
+                 {"command", report.command.form->name},
+                 {"parameters", Parameters(report.command)},
+                 {"status", report.status},
+                 {"exchanges", exchanges},
+                 {"waits", waits},
+                 {"checked", report.checked},
+                 {"differences", report.differences}},
+                report));
   }
 
   void OnLogLine(const LogLine& line) override {
@@ -65,15 +69,29 @@ class JsonOutput : public SessionOutput {
            {"interrupted", end.interrupted},
            {"driver", driver},
            {"faults", faults},
+           {"unmet", end.unmet},
            {"strict", end.strictFailure}});
   }
 
   void OnNotice(const std::string& text) override { PrintError("wlc: note: {}\n", Visible(text)); }
 
  private:
+  // `json` with the time that `timed`, which has a begin and an end, took.
+  template <typename What>
+  Json Timed(Json json, const What& timed) const {
+    if (mTimes) {
+      json["microseconds"] = std::llround(Microseconds(timed.begin, timed.end));
+    }
+    return json;
+  }
+
   static void Write(const Json& line) { Print("{}\n", Dump(line)); }
+
+  const bool mTimes;
 };
 
 }  // namespace
 
-std::unique_ptr<SessionOutput> MakeJsonOutput() { return std::make_unique<JsonOutput>(); }
+std::unique_ptr<SessionOutput> MakeJsonOutput(bool times) {
+  return std::make_unique<JsonOutput>(times);
+}

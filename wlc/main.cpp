@@ -48,7 +48,9 @@ std::string CommandList() {
     }
     list += fmt::format("  {:20}  {}\n", usage, form.summary);
   }
-  return list + "  repeat N COMMAND      play it N times\n";
+  return list +
+         "  repeat N COMMAND      play it N times\n"
+         "  expect KEY VALUE      fail unless status, or the driver's KEY, is VALUE\n";
 }
 
 // An option or argument with one value, which the help text calls `type`.
@@ -73,13 +75,11 @@ void AddDriverOptions(CLI::App* app, std::vector<FaultRule>& faults,
                       std::vector<ServiceClass>& serviceClasses) {
   AddRepeatable(
       app, "--fault", [&](const std::string& text) { faults.push_back(ParseFaultRule(text)); },
-      "RULE",
-      "plant a fault, such as POLICY_ADD@2:fail; repeatable; see\n"
-      "\"Faults\" in the manual page");
+      "RULE", "plant a fault, such as POLICY_ADD@2:fail; see man wlc");
   AddRepeatable(
       app, "--service-class",
       [&](const std::string& text) { serviceClasses.push_back(ParseServiceClass(text)); }, "CLASS",
-      "what the driver starts with: ID:LATENCY[:DEFAULT:SPECIAL]");
+      "the driver starts with ID:LATENCY[:DEFAULT:SPECIAL]");
 }
 
 // A subcommand with its own options, and what runs it once they are parsed.
@@ -119,17 +119,24 @@ Subcommand AddRun(CLI::App& app) {
       ->check(CLI::IsMember(kLogLevels));
   CLI::Option* json =
       run->add_flag("--json", options->json, "one JSON object a line for each command");
-  run->add_flag("--summary", options->summary, "how often and how long, not each command")
-      ->excludes(json);
+  CLI::Option* summary =
+      run->add_flag("--summary", options->summary, "how often and how long, not each command")
+          ->excludes(json);
+  run->add_flag_callback(
+         "--no-times", [options] { options->times = false; },
+         "no times or socket paths: to compare with diff")
+      ->excludes(summary);
   run->add_flag("--strict", options->strict,
                 "what differs, is unchecked or never fired is a failure");
-  Add(run, "--trace", options->trace, "FILE", "write a trace for Perfetto or Chrome");
-  run->footer(
-      CommandList() +
-      "Exit status: 0 every status zero or more, 1 one negative, 2 it could not run or write\n"
-      "Examples:\n"
-      "  wlc run\n"
-      "  wlc run --trace session.json init init-lapb-flow \"add-lapb-policy 5000 160 184 20\"");
+  Add(run, "--trace", options->trace, "FILE", "write a trace for Perfetto or Chrome")
+      ->check([](const std::string& file) {
+        return file == "-" ? "standard output holds the session: name a file" : "";
+      });
+  run->footer(CommandList() +
+              "Exit status: 0 all as it should be, 1 not so, 2 it could not run or write\n"
+              "Examples:\n"
+              "  wlc run\n"
+              "  wlc run --trace session.json init apply-link-settings deinit");
   run->get_formatter()->column_width(24);
   return {run, [options] { return StatusOrSignal(RunSession(*options)); }};
 }

@@ -112,9 +112,9 @@ bool PlayStandardInput(Session& session) {
 
 // Called last, so that a run that cannot start leaves an earlier trace as it is.
 void MakeOutputs(const RunOptions& options, SessionOutputs& outputs) {
-  outputs.push_back(options.json      ? MakeJsonOutput()
+  outputs.push_back(options.json      ? MakeJsonOutput(options.times)
                     : options.summary ? MakeSummaryOutput()
-                                      : MakeTextOutput());
+                                      : MakeTextOutput(options.times));
   if (!options.trace.empty()) {
     outputs.push_back(MakeTraceOutput(options.trace));
   }
@@ -133,12 +133,14 @@ ExitStatus RunSession(const RunOptions& options) {
   TomlConfig config;
   SessionInfo info;
   // Absolute, since the loader searches its own folders for a name without a slash.
-  info.library =
+  const std::filesystem::path library =
       std::filesystem::absolute(options.library.empty() ? DefaultLibraryPath() : options.library)
           .lexically_normal();
   LoadSettings(options, config, info);
   const SessionDriver driver(options, config);
-  info.driver = (driver.mEmulated ? "emulated, at " : "the supplicant at ") + driver.mPath;
+  info.library = options.times ? library : library.filename();
+  info.driver = driver.mEmulated ? "emulated" : "a supplicant";
+  info.driver += options.times ? ", at " + driver.mPath : "";
   const std::string selfIp = SelfIp(options, driver.mEmulated.has_value());
   SetDiscovery(options.interface, selfIp, options.peerIp);
   info.self = selfIp.empty() ? "those of " + options.interface : selfIp;
@@ -148,7 +150,7 @@ ExitStatus RunSession(const RunOptions& options) {
   const auto level = std::find(kLogLevels.begin(), kLogLevels.end(), options.logLevel);
   const LogSink log(ANDROID_LOG_ERROR - static_cast<int>(level - kLogLevels.begin()), outputs);
   config.SetLogMask(gNuvrelLogLevel);
-  ServiceHost service(info.library, config);
+  ServiceHost service(library, config);
   MakeOutputs(options, outputs);
 
   LetCommandsEnd();
@@ -157,7 +159,6 @@ ExitStatus RunSession(const RunOptions& options) {
   session.Play(steps);
   const bool allPlayed = options.script != "-" || PlayStandardInput(session);
   const SessionEnd& end = session.Finish(options.strict);
-  return !allPlayed                                      ? kExitCannotRun
-         : end.failed != 0 || !end.strictFailure.empty() ? kExitNegative
-                                                         : kExitGood;
+  const bool good = end.failed == 0 && end.unmet.empty() && end.strictFailure.empty();
+  return !allPlayed ? kExitCannotRun : good ? kExitGood : kExitNegative;
 }

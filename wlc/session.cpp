@@ -1,5 +1,7 @@
 #include "wlc/session.h"
 
+#include <algorithm>
+
 #include "wlc/why_not_open.h"
 
 namespace {
@@ -70,7 +72,9 @@ void Session::Start(const SessionInfo& info) {
 void Session::Play(const std::vector<Step>& steps) {
   for (const Step& step : steps) {
     for (uint32_t i = 0; i < step.times && !Stopped(); ++i) {
-      if (step.command.form->value == kSleep) {
+      if (step.command.form == nullptr) {
+        Expect(step.expectation);
+      } else if (step.command.form->value == kSleep) {
         PauseUntilInterrupted(std::chrono::milliseconds(step.command.values[0]));
       } else {
         PlayCommand(step.command);
@@ -96,6 +100,48 @@ void Session::PlayCommand(const Command& command) {
   EndCommand();
   if (command.form->value == NUVREL_WLC_CMD_INIT && mReport.status < 0) {
     Notice(WhyNotOpen(mControlPath, mReport.end - mReport.begin));
+  }
+  const uint32_t value = command.form->value;
+  Notice(MissingStep());
+  mInitialised = value == NUVREL_WLC_CMD_INIT ? mReport.status >= 0
+                                              : mInitialised && value != NUVREL_WLC_CMD_DEINIT;
+  mHasFlows = mInitialised &&
+              (mHasFlows || (value == NUVREL_WLC_CMD_INIT_LAPB_FLOW && mReport.status >= 0));
+}
+
+// What has to be played before the command that has failed, as a notice; empty when that is not
+// why.
+std::string Session::MissingStep() const {
+  const uint32_t value = mReport.command.form->value;
+  const bool isFlow =
+      value == NUVREL_WLC_CMD_ADD_LAPB_POLICY || value == NUVREL_WLC_CMD_CLEAR_LAPB_POLICIES;
+  if (mReport.status >= 0 || !mReport.exchanges.empty() || value == NUVREL_WLC_CMD_INIT) {
+    return "";
+  }
+  return !mInitialised ? fmt::format("{} needs init first", mReport.command.form->name)
+         : isFlow && !mHasFlows
+             ? fmt::format("{} needs init-lapb-flow first", mReport.command.form->name)
+             : "";
+}
+
+void Session::Expect(const Expectation& expectation) {
+  StatusLines lines;
+  if (expectation.key != "status") {
+    mEvidence.Ask(lines);
+  } else if (mEnd.commands != 0) {
+    lines = {{"status", fmt::to_string(mReport.status)}};
+  }
+  const auto found = std::find_if(lines.begin(), lines.end(),
+                                  [&](const auto& line) { return line.first == expectation.key; });
+  if (found == lines.end() || found->second != expectation.value) {
+    mEnd.unmet.push_back(fmt::format("{}expected {} {}, found {}", expectation.where,
+                                     expectation.key, expectation.value,
+                                     found == lines.end() ? "none" : found->second));
+    Notice(mEnd.unmet.back());
+  } else if (expectation.key == "status" && mReport.status < 0 &&
+             !std::exchange(mReport.expected, true)) {
+    --mEnd.failed;
+    ++mEnd.expectedFailed;
   }
 }
 

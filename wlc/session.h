@@ -38,6 +38,8 @@ class Session {
 
  private:
   void PlayCommand(const Command& command);
+  std::string MissingStep() const;
+  void Expect(const Expectation& expectation);
   void Release();
   void EndCommand();
   void Notice(const std::string& text);
@@ -49,5 +51,7 @@ class Session {
   const SessionOutputs& mOutputs;
   CommandReport mReport;  // of the command being played
   size_t mWaits = 0;      // of it, for messages
-  SessionEnd mEnd;        // what is known of it so far
+  bool mInitialised = false;
+  bool mHasFlows = false;  // init-lapb-flow has succeeded since
+  SessionEnd mEnd;         // what is known of it so far
 };

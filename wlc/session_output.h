@@ -49,24 +49,27 @@ struct CommandReport {
   bool checked = false;    // the driver's state was compared
   std::vector<std::string> differences = {};  // between driver and report, one sentence each
   size_t asBefore = 0;                        // how many of them, the last, were there before
+  bool expected = false;                      // its negative status was
   StatusLines state = {};                     // of the driver, if it was asked
 };
 
 struct SessionEnd {
   uint32_t commands = 0;
-  uint32_t failed = 0;     // those with a negative status
-  uint32_t differing = 0;  // those after which the driver differs
+  uint32_t failed = 0;          // those with a negative status that was not expected
+  uint32_t expectedFailed = 0;  // those with one that was
+  uint32_t differing = 0;       // those after which the driver differs
   uint32_t unchecked = 0;
-  size_t surprises = 0;                // in the settings
-  double microseconds = 0;             // in the service
-  StatusLines state = {};              // of the driver; empty when it could not be asked
-  std::vector<FaultRule> faults = {};  // of the emulated driver
-  bool interrupted = false;            // a signal ended it early
+  size_t surprises = 0;                 // in the settings
+  double microseconds = 0;              // in the service
+  std::vector<std::string> unmet = {};  // the expectations that were not, one sentence each
+  StatusLines state = {};               // of the driver; empty when it could not be asked
+  std::vector<FaultRule> faults = {};   // of the emulated driver
+  bool interrupted = false;             // a signal ended it early
   std::string strictFailure = {};  // what --strict finds wrong; empty when nothing, or not asked
 };
 
 struct LogLine {
-  const char* level;  // INFO, WARN or ERROR
+  const char* level;  // DEBUG, INFO, WARN or ERROR
   std::string tag;
   std::string text;
 };
@@ -101,15 +104,15 @@ using SessionOutputs = std::vector<std::unique_ptr<SessionOutput>>;
 // the environment:
 //    6  add-lapb-policy   port 5000, special ToS 160, default ToS 184, latency 20
 //       sends    DRIVER POLICY_ADD policy_type ipv4 src_ip 192.168.49.1 ...
-//       answer   cookie=p1                                                   0.12 ms
-//       status   0, done                                                     0.34 ms
-std::unique_ptr<SessionOutput> MakeTextOutput();
+//       answer   cookie=p1                                                 0.12 ms
+//       status   0, done                                                   0.34 ms
+std::unique_ptr<SessionOutput> MakeTextOutput(bool times = true);
 
 // For a long session: a table at the end instead of each command, with a row for each command, each
 // driver command and the messages waited for. Shows progress when standard error is a terminal.
 // Keeps every time until the end, in 8 bytes:
-//   times in ms             how often   failed     least    median      99 %  greatest
-//   add-lapb-policy                 3        0     0.019     0.022     0.044     0.044
+//   times in ms             how often  failed    least   median     99 % greatest
+//   add-lapb-policy                 3       0    0.019    0.022    0.044    0.044
 std::unique_ptr<SessionOutput> MakeSummaryOutput();
 
 // One JSON object a line, on standard output: at the start, for each command, for each OnLogLine
@@ -122,9 +125,11 @@ std::unique_ptr<SessionOutput> MakeSummaryOutput();
 //                  "microseconds":120}],
 //    "waits":[],"checked":true,"differences":[]}
 //   {"kind":"end","interrupted":false,"driver":{"latency_mode":"2",...},
-//    "faults":[{"rule":"PING:fail","fired":0}],"strict":"fault PING:fail never fired"}
+//    "faults":[{"rule":"PING:fail","fired":0}],"unmet":["expected policies 0, found 1"],
+//    "strict":"fault PING:fail never fired"}
 // "waits" are waits for driver messages: prefix, message, result, microseconds.
-std::unique_ptr<SessionOutput> MakeJsonOutput();
+// Without `times` no "microseconds" are written.
+std::unique_ptr<SessionOutput> MakeJsonOutput(bool times);
 
 // A file in the Chrome trace event format: the tracks "commands", "driver exchanges" and "waiting
 // for driver messages", log lines as instants, "policies" and "service_classes" as

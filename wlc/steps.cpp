@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <iomanip>
 #include <sstream>
 
 #include "emulated_driver/refusal.h"
@@ -24,7 +25,7 @@ constexpr CommandForm kCommands[] = {
     {"apply-link-settings", NUVREL_WLC_CMD_APPLY_LINK_SETTINGS, {}, "put the link into XR mode"},
     {"revert-link-settings", NUVREL_WLC_CMD_REVERT_LINK_SETTINGS, {}, "put it back to normal"},
     {"add-lapb-policy", NUVREL_WLC_CMD_ADD_LAPB_POLICY, kPolicyParameters,
-     "bind a UDP port to a service class"},
+     "bind a port to a service class"},
     {"clear-lapb-policies", NUVREL_WLC_CMD_CLEAR_LAPB_POLICIES, {}, "remove every policy"},
     {"sleep", kSleep, kSleepParameters, "wait"},
 };
@@ -62,7 +63,7 @@ Command ParseCommand(std::istream& words, std::string_view name) {
     }
     known.append(form.name).append(", ");
   }
-  throw Refusal("\"{}\" is not a command; there are {}repeat", name, known);
+  throw Refusal("\"{}\" is not a command; there are {}repeat, expect", name, known);
 }
 
 }  // namespace
@@ -95,6 +96,13 @@ std::vector<Step> ParseSteps(std::string_view line) {
   std::vector<Step> steps;
   for (std::string word; words >> word;) {
     Step step;
+    if (word == "expect") {
+      if (!(words >> step.expectation.key >> std::quoted(step.expectation.value))) {
+        throw Refusal("expect: a key and its value must follow, such as status 0 or policies 1");
+      }
+      steps.push_back(step);
+      continue;
+    }
     if (word == "repeat") {
       step.times = static_cast<uint32_t>(ParseNumber(words, word, kRepeatParameter));
       if (!(words >> word) || word == "repeat") {
@@ -114,8 +122,10 @@ bool ReadLine(std::istream& input, const std::string& name, unsigned line,
     return false;
   }
   try {
-    const std::vector<Step> added = ParseSteps(text);
-    steps.insert(steps.end(), added.begin(), added.end());
+    for (Step& step : ParseSteps(text)) {
+      step.expectation.where = fmt::format("{}:{}: ", name, line);
+      steps.push_back(std::move(step));
+    }
   } catch (const Refusal& refusal) {
     throw Refusal("{}:{}: {}", name, line, refusal.what());
   }

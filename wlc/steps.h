@@ -3,6 +3,8 @@
 //   add-lapb-policy 5000 160 184 20   # video
 //   sleep 100
 //   repeat 10 apply-link-settings
+//   expect status 0               # of the last command
+//   expect policies 1             # or any other key of the driver's state
 // A line holds any number of steps; "#" starts a comment. Unknown words, missing parameters and
 // numbers out of range are refused here, before anything is run.
 #pragma once
@@ -51,9 +53,17 @@ struct Command {
   NuvrelPkt_t Packet() const;
 };
 
+// What `expect` says about the last command's status or the driver's state.
+struct Expectation {
+  std::string key;
+  std::string value;
+  std::string where;  // it is written, such as "streaming.wlc:7: "
+};
+
 struct Step {
-  Command command;
+  Command command;  // without a form it is an expectation
   uint32_t times = 1;
+  Expectation expectation;
 };
 
 // A whole session that sends every driver command: a policy for a latency that the driver has a
