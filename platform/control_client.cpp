@@ -49,11 +49,11 @@ std::unique_ptr<ControlClient> ControlClient::Open(const std::string& path) {
     return nullptr;  // the library would leave its socket file behind
   }
   const std::lock_guard<std::mutex> lock(gOpenLock);
-  wpa_ctrl* opened = wpa_ctrl_open2(path.c_str(), SocketDirectory());
-  if (opened == nullptr) {
+  Connection opened(wpa_ctrl_open2(path.c_str(), SocketDirectory()), &wpa_ctrl_close);
+  if (!opened) {
     return nullptr;
   }
-  std::unique_ptr<ControlClient> client(new ControlClient(opened));
+  std::unique_ptr<ControlClient> client(new ControlClient(std::move(opened)));
   const int descriptor = client->Descriptor();
   fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   fcntl(descriptor, F_SETFL, 0);  // not O_NONBLOCK: sending and receiving wait by themselves
@@ -61,8 +61,6 @@ std::unique_ptr<ControlClient> ControlClient::Open(const std::string& path) {
   setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &kWaitAtOnce, sizeof(kWaitAtOnce));
   return client;
 }
-
-ControlClient::ControlClient(wpa_ctrl* connection) : mConnection(connection, &wpa_ctrl_close) {}
 
 int32_t ControlClient::Request(const std::string& command, std::string& reply,
                                Clock::time_point deadline) {

@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 struct wpa_ctrl;
 
@@ -52,7 +53,9 @@ class __attribute__((visibility("default"))) ControlClient {
   static void RemoveFiles();
 
  private:
-  explicit ControlClient(wpa_ctrl* connection);
+  using Connection = std::unique_ptr<wpa_ctrl, void (*)(wpa_ctrl*)>;
 
-  const std::unique_ptr<wpa_ctrl, void (*)(wpa_ctrl*)> mConnection;  // never null
+  explicit ControlClient(Connection connection) : mConnection(std::move(connection)) {}
+
+  const Connection mConnection;  // never null
 };
