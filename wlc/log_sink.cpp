@@ -1,6 +1,7 @@
 #include "wlc/log_sink.h"
 
 #include <algorithm>
+#include <new>
 
 #include "framework/log_level.h"
 #include "platform/log_redirection.h"
@@ -41,7 +42,7 @@ std::string Shown(const LogLine& line) {
   return shown;
 }
 
-void OnLine(int priority, const char* tag, const char* text) {
+void Tell(int priority, const char* tag, const char* text) {
   const auto& level = kLevels[std::clamp<int>(priority - ANDROID_LOG_DEBUG, 0, 3)];
   LogLine line{level.name, tag != nullptr ? tag : "", text};
   while (line.text.ends_with('\n')) {
@@ -54,6 +55,13 @@ void OnLine(int priority, const char* tag, const char* text) {
     for (const auto& output : *gOutputs) {
       output->OnLogLine(line);
     }
+  }
+}
+
+void OnLine(int priority, const char* tag, const char* text) {
+  try {
+    Tell(priority, tag, text);
+  } catch (const std::bad_alloc&) {  // the line is lost; liblog, which calls this, holds a lock
   }
 }
 
