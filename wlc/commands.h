@@ -1,4 +1,4 @@
-// The three subcommands of wlc. Each throws a Refusal when it cannot run.
+// The four subcommands of wlc. Each throws a Refusal when it cannot run.
 #pragma once
 
 #include <string>
@@ -60,3 +60,11 @@ struct ExplainOptions {
   std::string interface = "wlan0";
 };
 ExitStatus Explain(const ExplainOptions& options);
+
+// `wlc replay`: what a device's log says of a session, as a script for `wlc run`; see replay.h.
+// kExitNegative when the log shows no commands, or no settings although `settings` is given.
+struct ReplayOptions {
+  std::string log;       // "-" is standard input
+  std::string settings;  // where the logged settings are written, as TOML; empty: nowhere
+};
+ExitStatus Replay(const ReplayOptions& options);

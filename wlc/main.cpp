@@ -170,6 +170,20 @@ Subcommand AddExplain(CLI::App& app) {
   return {explain, [options] { return StatusOrSignal(Explain(*options)); }};
 }
 
+Subcommand AddReplay(CLI::App& app) {
+  const auto options = std::make_shared<ReplayOptions>();
+  CLI::App* replay = app.add_subcommand("replay", "Make a script from a device's log");
+  Add(replay, "log", options->log, "LOG", "of adb logcat or wlc run; - is standard input")
+      ->required();
+  Add(replay, "--settings", options->settings, "FILE.toml", "write the logged settings");
+  replay->footer(
+      "Exit status: 0 it is whole, 1 commands or settings are not in the log, 2 no log\n"
+      "Examples:\n"
+      "  wlc run --log-level debug 2>log.txt\n"
+      "  wlc replay log.txt --settings log.toml | wlc run --script -");
+  return {replay, [options] { return StatusOrSignal(Replay(*options)); }};
+}
+
 // Opens standard descriptors that are closed. Otherwise a socket or file would get such a number,
 // and standard output would be written to it.
 void OpenStandardDescriptors() {
@@ -186,7 +200,7 @@ int Run(int argc, char** argv) {
   app.set_version_flag("--version", "wlc " WLC_VERSION, "print the version");
   app.require_subcommand(1);
   app.footer("Examples:\n  wlc run\n  wlc run --help");
-  const Subcommand subcommands[] = {AddRun(app), AddDriver(app), AddExplain(app)};
+  const Subcommand subcommands[] = {AddRun(app), AddDriver(app), AddExplain(app), AddReplay(app)};
   for (CLI::App* command : app.get_subcommands({})) {
     for (CLI::Option* option : command->get_options()) {
       option->check([](const std::string& value) { return value.empty() ? "is empty" : ""; });
@@ -206,10 +220,11 @@ int Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // CLI11 says only that a subcommand is missing, even when there is a wrong word in its place.
     const bool wrongWord = app.get_subcommands().empty() && argc > 1;
-    throw Refusal("{}; see --help",
-                  wrongWord
-                      ? fmt::format("\"{}\" is not a subcommand (run, driver, explain)", argv[1])
-                      : error.what());
+    throw Refusal(
+        "{}; see --help",
+        wrongWord
+            ? fmt::format("\"{}\" is not a subcommand (run, driver, explain, replay)", argv[1])
+            : error.what());
   }
 }
 

@@ -4,7 +4,7 @@ _wlc() {
   local subcommand=${COMP_WORDS[1]} words=''
   COMPREPLY=()
   case $before in
-    --script | --config | --library | --trace)
+    --script | --config | --library | --trace | --settings)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
@@ -19,8 +19,8 @@ _wlc() {
     --fault | --service-class | --self-ip | --peer-ip) return ;;
     *)
       if ((COMP_CWORD == 1)); then
-        words='run driver explain --help --version'
-      elif [[ $subcommand == explain && $word != -* ]]; then
+        words='run driver explain replay --help --version'
+      elif [[ $subcommand == @(explain|replay) && $word != -* ]]; then
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         return
