@@ -36,8 +36,8 @@ std::string Shown(const LogLine& line) {
   std::string shown;
   for (std::string_view one : SplitWords(text, '\n')) {
     one.remove_prefix(std::min(one.find_first_not_of('\t'), one.size()));
-    const size_t column = kTextColumn + (shown.empty() ? 0 : 2);
-    shown += (shown.empty() ? "" : "\n" + std::string(column, ' ')) + Wrapped(Visible(one), column);
+    shown += shown.empty() ? "" : "\n" + std::string(kTextColumn, ' ');
+    shown += Wrapped((shown.empty() ? "" : "  ") + Visible(one), kTextColumn);
   }
   return shown;
 }

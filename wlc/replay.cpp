@@ -1,11 +1,9 @@
 #include "wlc/replay.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <map>
 
 #include "config/link_configuration.h"
 #include "emulated_driver/refusal.h"
@@ -19,51 +17,48 @@
 
 namespace {
 
-constexpr int64_t kDay = 86'400'000;  // in milliseconds
 // How the lines about the settings begin, in the order of ForEachSetting.
 constexpr const char* kLabels[] = {"WPA ", "XR ",       "Normal ",  "Enable ", "TSF ",
                                    "SET ", "Original ", "Disable ", "Wlan "};
 
-// How the lines begin that `wlc run` prints; D, I, W and E stand at column 6.
-constexpr std::string_view kPrinted[] = {"      debug    ", "      info     ", "      warning  ",
-                                         "      error    "};
+// A line that `wlc run` printed, as logcat writes it in brief; any other as it is.
+std::string AsBrief(const std::string& line) {
+  for (const std::string_view label : {"debug", "info", "warning", "error"}) {
+    if (line.starts_with(fmt::format("      {:9}", label))) {
+      return fmt::format("{}/{}: {}", static_cast<char>(label[0] - 'a' + 'A'), kServiceLibrary,
+                         line.substr(kTextColumn));
+    }
+  }
+  return line;
+}
 
 class LogReader {
  public:
-  void Read(std::string line) {
-    const bool endsInColon = line.ends_with(':');  // an empty value has a blank before it
+  void Read(const std::string& printed) {
+    std::string line = AsBrief(printed);
     line.erase(line.find_last_not_of(" \t\r") + 1);
     const size_t tag = line.find(kServiceLibrary);
     size_t text = line.find_first_not_of(" \t");
     // Where other letters stand before the priority, another's text names the tag.
-    const bool isLogcat = line.find_first_not_of("0123456789-:. [") == tag - 2;
-    const bool isPrinted =
-        std::count(std::begin(kPrinted), std::end(kPrinted), line.substr(0, kTextColumn)) != 0;
-    if (isLogcat) {
+    const bool isHead = line.find_first_not_of("0123456789-:. [") == tag - 2;
+    if (isHead) {
       int at[4] = {};
       (void)std::sscanf(line.c_str() + std::strspn(line.c_str(), "[ "), "%*2d-%*2d %2d:%2d:%2d.%3d",
                         &at[0], &at[1], &at[2], &at[3]);
       mTime = ((at[0] * 60 + at[1]) * 60 + at[2]) * 1000 + at[3];
       text = line.find_first_not_of("( 0123456789):]\t", tag + std::strlen(kServiceLibrary));
       mPriority = line[tag - 2];
-    } else if (isPrinted) {
-      text = std::min(kTextColumn, line.size());
-      mPriority = static_cast<char>(std::toupper(line[6]));
     } else if (!mIsLong && text < kTextColumn && !line.starts_with('\t')) {
       mPriority = 0;  // it does not continue the entry either
     }
-    mIsLong = isLogcat && text == std::string::npos;
-    mHasLines |= isLogcat || isPrinted;
-    if (mPriority == 0 || text >= line.size()) {
-      return;
+    mIsLong = isHead && text == std::string::npos;
+    mHasLines |= isHead;
+    if (mPriority != 0 && text != std::string::npos) {
+      OnText(line.substr(text));
     }
-    line.erase(0, text);
-    OnText((isLogcat || isPrinted ? "" : mLabel) + line);
-    mLabel = mPriority == 'I' && endsInColon ? line + ' ' : "";
   }
 
-  LoggedSession mSession;                        // but for its settings
-  std::map<std::string, std::string> mSettings;  // in TOML
+  LoggedSession mSession;
   bool mHasLines = false;
 
  private:
@@ -89,9 +84,9 @@ class LogReader {
 
   void OnCommand(unsigned byte) {
     const CommandForm& sleep = AllCommands().back();
-    const int64_t pause = (mTime - mLastTime + kDay) % kDay;
-    // A pause of half a day is a clock that was set back.
-    if (mSession.hasCommands && pause >= 100 && pause < kDay / 2) {
+    const int64_t pause =
+        mTime - mLastTime;  // negative when the clock was set back, or at midnight
+    if (mSession.hasCommands && pause >= 100) {
       mSession.script += Command{&sleep, {std::min(pause, sleep.parameters[0].max)}}.Text() + '\n';
     }
     mSession.hasCommands = true;
@@ -103,16 +98,20 @@ class LogReader {
   }
 
   void OnSetting(const std::string& text) {
+    if (text.starts_with("WirelessLinkConfigService configurations")) {
+      mSession.settings =
+          fmt::format("[{}]\n", std::string_view(kSettingPrefix, sizeof(kSettingPrefix) - 2));
+    }
     LinkConfiguration types;
     ForEachSetting(types, [&, label = kLabels](const std::string& name, const auto& type) mutable {
       if (text.starts_with(*label++)) {
-        // wpaifPath is logged with the interface behind it.
-        const size_t interface = name == "wpaifPath" ? text.rfind('/') : std::string::npos;
-        const size_t end = std::min(interface, text.size());
-        const size_t begin = std::min(text.find(':') + 2, end);
-        const std::string value = text.substr(begin, end - begin);
+        std::string value = text.substr(std::min(text.find(':') + 2, text.size()));
+        if (name == "wpaifPath") {  // logged with the interface behind it
+          value.resize(std::min(value.rfind('/'), value.size()));
+        }
         const bool isText = std::is_same_v<decltype(type), const std::string&>;
-        mSettings[name] = isText ? Json(Visible(value)).dump() : value;
+        mSession.settings +=
+            fmt::format("{} = {}\n", name, isText ? Json(Visible(value)).dump() : value);
       }
     });
   }
@@ -120,7 +119,6 @@ class LogReader {
   // Of the entry that is being read.
   char mPriority = 0;     // 0 when it is not the service's
   bool mIsLong = false;   // its text begins on the next line
-  std::string mLabel;     // whose value `wlc run` has put on the next line
   int64_t mTime = 0;      // since midnight, in milliseconds; 0 in a form that tells none
   int64_t mLastTime = 0;  // of the entry before it
 };
@@ -129,22 +127,21 @@ class LogReader {
 
 LoggedSession ReadLog(std::istream& log, const std::string& name) {
   LogReader reader;
-  std::array<char, 65536> line;
-  while (log.getline(line.data(), line.size())) {
-    reader.Read(line.data());
+  const std::string broken(kTextColumn, ' ');  // how the rest of a line begins that was too wide
+  std::string whole;
+  for (std::array<char, 65536> buffer; log.getline(buffer.data(), buffer.size());) {
+    const std::string line(buffer.data());
+    if (line.starts_with(broken) && line.find_first_not_of(' ') == kTextColumn) {
+      whole += line.substr(kTextColumn - 1);
+    } else {
+      reader.Read(std::exchange(whole, line));
+    }
   }
+  reader.Read(whole);
   if (!log.eof() || !reader.mHasLines) {
     throw Refusal("{0}: not a log of {1}: write one with adb logcat -s {1}", name, kServiceLibrary);
   }
-  LoggedSession& session = reader.mSession;
-  if (!reader.mSettings.empty()) {
-    session.settings =
-        fmt::format("[{}]\n", std::string_view(kSettingPrefix, sizeof(kSettingPrefix) - 2));
-  }
-  for (const auto& [setting, value] : reader.mSettings) {
-    session.settings += fmt::format("{} = {}\n", setting, value);
-  }
-  return session;
+  return reader.mSession;
 }
 
 ExitStatus Replay(const ReplayOptions& options) {
