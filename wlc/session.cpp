@@ -118,10 +118,10 @@ std::string Session::MissingStep() const {
   if (mReport.status >= 0 || !mReport.exchanges.empty() || value == NUVREL_WLC_CMD_INIT) {
     return "";
   }
-  return !mInitialised ? fmt::format("{} needs init first", mReport.command.form->name)
-         : isFlow && !mHasFlows
-             ? fmt::format("{} needs init-lapb-flow first", mReport.command.form->name)
-             : "";
+  const char* const missing = !mInitialised ? "init" : isFlow && !mHasFlows ? "init-lapb-flow" : "";
+  return *missing == '\0'
+             ? ""
+             : fmt::format("{} needs a successful {} first", mReport.command.form->name, missing);
 }
 
 void Session::Expect(const Expectation& expectation) {

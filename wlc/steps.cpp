@@ -105,8 +105,8 @@ std::vector<Step> ParseSteps(std::string_view line) {
     }
     if (word == "repeat") {
       step.times = static_cast<uint32_t>(ParseNumber(words, word, kRepeatParameter));
-      if (!(words >> word) || word == "repeat") {
-        throw Refusal("repeat: a command must follow the number, and it cannot be repeat");
+      if (!(words >> word) || word == "repeat" || word == "expect") {
+        throw Refusal("repeat: a command must follow the number, not repeat or expect");
       }
     }
     step.command = ParseCommand(words, word);
