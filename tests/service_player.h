@@ -1,5 +1,4 @@
-// Plays a session of a transcript, as service_transcript_test.cpp describes it, on a service of its
-// own.
+// Plays a session of a transcript on a service of its own.
 #pragma once
 
 #include <fcntl.h>
@@ -39,17 +38,17 @@ class Player : Rig {
     std::filesystem::remove_all(mDirectory);
   }
 
-  // Performs the "$" and ">" lines of a session and returns all of it as it happened.
+  // Performs the "given" and ">" lines of a session and returns all of it as it happened.
   std::string Play(const std::string& session) {
     std::string happened;
     std::istringstream lines(session);
     for (std::string line; std::getline(lines, line);) {
       const bool shown = line[0] == '>';
-      if (!shown && line[0] != '$') {
+      if (!shown && !line.starts_with("given ")) {
         continue;
       }
       const std::string command = shown ? line.substr(0, line.rfind(" = ")) : line;
-      const int result = Perform(Replace(Replace(command.substr(2), "\\n", "\n"), "\\t", "\t"));
+      const int result = Perform(command.substr(command.find(' ') + 1));
       happened += command + (shown ? " = " + std::to_string(result) : "") + "\n";
       const std::string outcome = Record() + State();
       happened += shown ? outcome : "";
@@ -58,17 +57,15 @@ class Player : Rig {
   }
 
  private:
-  // What stands behind the command in a line is done before it.
+  // Sets up what is behind "when", then runs the command before it.
   int Perform(const std::string& line) {
-    const std::regex bar(R"( \| )");
-    std::vector<std::string> parts(std::sregex_token_iterator(line.begin(), line.end(), bar, -1),
-                                   {});
-    std::rotate(parts.begin(), parts.begin() + 1, parts.end());
-    int result = 0;
-    for (const std::string& part : parts) {
-      result = PerformOne(part);
+    const size_t when = std::min(line.find(" when "), line.size());
+    std::istringstream setUps(Replace(line.substr(when), " and ", "\n"));
+    setUps.ignore(std::strlen(" when "));
+    for (std::string setUp; std::getline(setUps, setUp);) {
+      PerformOne(Replace(Replace(setUp, "\\n", "\n"), "\\t", "\t"));
     }
-    return result;
+    return PerformOne(line.substr(0, when));
   }
 
   int PerformOne(const std::string& line) {
@@ -126,9 +123,14 @@ class Player : Rig {
                       : reinterpret_cast<void*>(other));  // NOLINT(performance-no-int-to-ptr)
   }
 
-  int Log() {
-    gNuvrelLogLevel = mLogLevel & static_cast<uint32_t>(std::stoi(mRest));
-    mShowCalls = !mRest.ends_with("alone");
+  // The levels by their letters, and "calls".
+  int Show() {
+    gNuvrelLogLevel = 0;
+    for (uint32_t bit = 0; bit < 4; ++bit) {
+      const bool logged = mRest.find("EWID"[bit]) != std::string::npos;
+      gNuvrelLogLevel |= logged ? mLogLevel & 1U << bit : 0;
+    }
+    mShowCalls = mRest.starts_with("calls");
     return 0;
   }
 
@@ -190,32 +192,35 @@ class Player : Rig {
 
   // What a command may begin with; the rest of it is mRest.
   std::string mRest;
-  const std::map<std::string, std::string*> mTexts = {{"interface", &platform.interface},
-                                                      {"self", &platform.self},
-                                                      {"peer", &platform.peer},
-                                                      {"reply", &platform.reply},
+  const std::map<std::string, std::string*> mTexts = {{"interface-name", &platform.interface},
+                                                      {"self-address", &platform.self},
+                                                      {"peer-address", &platform.peer},
+                                                      {"answer", &platform.reply},
                                                       {"refuse", &platform.refuse}};
   const std::map<std::string, int32_t*> mNumbers = {
-      {"client", &platform.client},           {"handle", &platform.handle},
-      {"network", &platform.network},         {"open", &platform.open},
-      {"fail-write", &platform.failingWrite}, {"with", &platform.writeError},
-      {"write-limit", &platform.writeLimit},  {"connection", &connection.result}};
+      {"network-result", &platform.network},  {"open-result", &platform.open},
+      {"fail-write", &platform.failingWrite}, {"write-error", &platform.writeError},
+      {"write-limit", &platform.writeLimit},  {"connection-result", &connection.result}};
   const std::map<std::string, int> mPackets = {
       {"command-0", 0}, {"init", 1}, {"flows", 2}, {"deinit", 3},    {"apply", 4},
       {"revert", 5},    {"add", 6},  {"clear", 7}, {"command-8", 8}, {"command-255", 255}};
   unsigned char mId = 0;
   const std::map<std::string, std::function<int()>> mOthers = {
-      {"log", [this] { return Log(); }},
-      {"says", [this] { return platform.messages.push_back("<3>SVC-EVENT:" + mRest), 0; }},
+      {"show", [this] { return Show(); }},
+      {"client", [this] { return platform.client = 1; }},
+      {"no-client", [this] { return platform.client = 0; }},
+      {"handle", [this] { return platform.handle = 1; }},
+      {"no-handle", [this] { return platform.handle = 0; }},
+      {"event", [this] { return platform.messages.push_back("<3>SVC-EVENT:" + mRest), 0; }},
       {"node", [this] { return PlaceNode(); }},
-      {"text", [this] { return Set(parser.mStrings); }},
-      {"number", [this] { return Set(parser.mIntegers); }},
-      {"forget-settings", [this] { return parser.mStrings.clear(), parser.mIntegers.clear(), 0; }},
-      {"parser-log", [this] { return parser.mLogMask = mLogLevel & 4U, 0; }},
-      {"forget-parser", [this] { return mConfigParser = nullptr, 0; }},
+      {"text-settings", [this] { return Set(parser.mStrings); }},
+      {"number-settings", [this] { return Set(parser.mIntegers); }},
+      {"no-settings", [this] { return parser.mStrings.clear(), parser.mIntegers.clear(), 0; }},
+      {"parser-logging", [this] { return parser.mLogMask = mLogLevel & 4U, 0; }},
+      {"no-parser", [this] { return mConfigParser = nullptr, 0; }},
       {"create", [this] { return CreateInstance(); }},
       {"release", [this] { return ReleaseInstance(); }},
-      {"sysfs", [this] { return errno = EBADF, ApplySysfsLinkConfiguration(); }},
+      {"apply-sysfs", [this] { return errno = EBADF, ApplySysfsLinkConfiguration(); }},
       {"apply-commands", [this] { return ApplyWpaCliLinkConfiguration(); }},
       {"revert-commands", [this] { return RevertWpaCliLinkConfiguration(); }},
       {"delete", [this] { return DeleteLAPBFlowPolicy(std::stoi(mRest)); }},

@@ -1,15 +1,9 @@
-// Plays the transcripts in TRANSCRIPTS, each a file of sessions, and compares what happens with
-// what they say. A session is a fresh service; its lines are
-//   ## title                begins a session; other # are comments
-//   $ init | refuse MASK    does what stands behind each |, then the command (by packet where there
-//                           is one), without showing what comes of it
-//   > add 5000 0 0 20 = 0   does the same and shows the command's result; then
-//   -> ... and W ...        what it asked of the platform and logged (scripted_platform.h), and
-//   ~ path /wlan0           what of the service's state has changed, with ; between the parts
-// In all of them {x*3} stands for xxx, \n and \t for the characters; lines are cut at 900.
+// Plays the transcripts in TRANSCRIPTS and compares what happens with what they say; the signs are
+// told at the head of each. A line that ends with a backslash goes on in the next one, whose
+// leading blanks do not count; \n and \t stand for the characters; lines are compared up to 900
+// characters.
 //
-// Each session is played at its own log mask ("$ log 3", all levels unless said; "$ log 3 alone"
-// leaves out what is asked of the platform) and once more for each level alone, when the lines of
+// Each session is played with every level, and once more for each level alone, when the lines of
 // the other levels must be missing.
 #include <regex>
 
@@ -23,6 +17,9 @@ std::vector<std::pair<std::string, std::string>> SessionsIn(const std::filesyste
   std::vector<std::pair<std::string, std::string>> sessions;
   std::ifstream lines(file);
   for (std::string line; std::getline(lines, line);) {
+    for (std::string more; line.ends_with('\\') && std::getline(lines >> std::ws, more);) {
+      line.replace(line.size() - 1, 1, more);
+    }
     for (std::smatch found; std::regex_search(line, found, repeated);) {
       std::string text = found.prefix();
       for (int left = std::stoi(found[2]); left > 0; --left) {
@@ -33,7 +30,7 @@ std::vector<std::pair<std::string, std::string>> SessionsIn(const std::filesyste
     if (line.starts_with("## ")) {
       sessions.emplace_back(line, "");
     } else if (!line.empty() && line[0] != '#') {
-      const bool played = line[0] == '$' || line[0] == '>';
+      const bool played = line[0] == '>' || line.starts_with("given ");
       sessions.back().second += played ? line + "\n" : Shown(line);
     }
   }
