@@ -31,7 +31,7 @@ class WrapperTest : public EmulatedDriverTest {
  protected:
   ~WrapperTest() override {
     ReleaseWpacliWrapperHandle();
-    EXPECT_THAT(SocketFiles(), ::testing::IsEmpty());
+    EXPECT_THAT(SocketFiles(), testing::IsEmpty());
   }
   void Open() { ASSERT_GE(mWrapper->OpenCtrlInterface(mDriver->SocketPath()), 0); }
   int32_t Execute(const std::string& command) {
@@ -53,7 +53,7 @@ TEST_F(WrapperTest, AnswerReplacesReplyUpToItsLimit) {
   StartDriver({"STATUS@1:reply=", "STATUS@2:reply=" + std::string(5000, 'x')});
   Open();
   Open();
-  EXPECT_THAT(SocketFiles(), ::testing::SizeIs(2)) << "none of the first";
+  EXPECT_THAT(SocketFiles(), testing::SizeIs(2)) << "none of the first";
   EXPECT_GE(Execute("STATUS"), 0);
   EXPECT_EQ(mReply, "");
   EXPECT_GE(Execute("STATUS"), 0);
@@ -65,17 +65,45 @@ TEST_F(WrapperTest, AnswerReplacesReplyUpToItsLimit) {
 }
 
 // With a script for its driver: wlc_transcripts/hostile.txt.
-TEST_F(WrapperTest, SignalsDoNotMakeACommandLonger) {
-  StartDriver({"PING:drop"});
+TEST_F(WrapperTest, SignalsNeitherEndACommandOrAWaitNorMakeThemLonger) {
+  StartDriver({"PING@1:delay=300", "PING@2:drop", "events@2:delay=300"});
   Open();
   struct sigaction nothing = {};
   nothing.sa_handler = [](int) {};
   sigaction(SIGALRM, &nothing, nullptr);
-  itimerval each{{1, 0}, {1, 0}};
+  itimerval each{{0, 50'000}, {0, 50'000}};
   setitimer(ITIMER_REAL, &each, nullptr);
+  EXPECT_EQ(Execute("PING"), 0);
+  EXPECT_EQ(mReply, "PONG\n");
+  Execute(kShow);
+  EXPECT_GE(Wait("<3>SVC-EVENT: ("), 0);
   EXPECT_EQ(Execute("PING"), -2);
   each = {};
   setitimer(ITIMER_REAL, &each, nullptr);
+}
+
+TEST_F(WrapperTest, MessageBeforeTheAnswerToAttachIsNotTakenForIt) {
+  StartDriver({"ATTACH:delay=300"});
+  auto open = std::async(std::launch::async, [&] { Open(); });
+  const Client client = NewClient();
+  while (open.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
+    client.Ask(kShow);
+  }
+}
+
+TEST_F(WrapperTest, EachMessageGoesToOneOfTwoWaits) {
+  StartDriver({"events:delay=100"});
+  Open();
+  std::string messages[2];
+  Execute(kShow);
+  const auto wait = [&](std::string& message) {
+    mWrapper->GetResponse(message, "", std::numeric_limits<int32_t>::max());
+  };
+  std::thread other(wait, std::ref(messages[1]));
+  wait(messages[0]);
+  other.join();
+  EXPECT_THAT(messages, testing::UnorderedElementsAre(testing::EndsWith("svc_count:3"),
+                                                      testing::EndsWith("(3, 50, 34, 32)")));
 }
 
 TEST_F(WrapperTest, FailedOpenLeavesNothingOpen) {
@@ -84,7 +112,7 @@ TEST_F(WrapperTest, FailedOpenLeavesNothingOpen) {
   for (const std::string& bad : {path + "x", "/tmp/" + std::string(103, 'x'), path}) {
     mWrapper->OpenCtrlInterface(path);
     EXPECT_LT(mWrapper->OpenCtrlInterface(bad), 0) << bad;
-    EXPECT_THAT(SocketFiles(), ::testing::IsEmpty());
+    EXPECT_THAT(SocketFiles(), testing::IsEmpty());
     EXPECT_LT(Execute("PING"), 0) << bad;
     EXPECT_LT(Wait("", 0), 0) << bad;
   }
@@ -98,7 +126,7 @@ TEST_F(WrapperTest, WaitSkipsOtherMessagesAndEndsWithItsLimitOrAClose) {
   Open();
   ASSERT_EQ(Execute(kShow), 0);
   ASSERT_GE(Wait("<3>SVC-EVENT: ("), 0);
-  EXPECT_THAT(mMessage, ::testing::EndsWith(" (399, 1000000399, 63, 63)")) << "it is whole";
+  EXPECT_THAT(mMessage, testing::EndsWith(" (399, 1000000399, 63, 63)")) << "it is whole";
   EXPECT_LT(Wait("<3>", -5), 0);
   EXPECT_EQ(mMessage, "");
   auto wait = std::async(std::launch::async,
