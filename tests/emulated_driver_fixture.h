@@ -17,6 +17,11 @@
 
 #include "emulated_driver/emulated_driver.h"
 
+inline long OpenDescriptors() {
+  const std::filesystem::directory_iterator open("/proc/self/fd");
+  return std::distance(begin(open), end(open));
+}
+
 // A client of a control socket, with an address that the system picks.
 class Client {
  public:

@@ -9,21 +9,6 @@ namespace {
 
 struct Dispatch : testing::Test, Rig {};
 
-TEST_F(Dispatch, NothingHappensWithoutAConnectionOrInTheOtherSlots) {
-  Send(NUVREL_WLC_CMD_INIT);
-  platform.TakeRecord();
-  NuvrelPkt_t request = Request(NUVREL_WLC_CMD_DEINIT, nullptr);
-  EXPECT_EQ(OnPacket(&request), -1);
-  EXPECT_EQ(OnPacket(nullptr), -1);
-  OnConnectionLost();
-  EXPECT_EQ(Reserved0(), 0);
-  EXPECT_EQ(Reserved1(), 0);
-  EXPECT_TRUE(mInitialized);
-  EXPECT_TRUE(platform.TakeRecord().empty());
-  SendStatus(nullptr, NUVREL_WLC_CMD_INIT, 0);
-  EXPECT_EQ(platform.TakeRecord(), std::vector<std::string>{"W No nuvrel client handle provided."});
-}
-
 TEST_F(Dispatch, CommandBufferHoldsTheLastCommandAndZeros) {
   for (const int command : {1, 4, 2}) {
     Send(command);
@@ -70,27 +55,15 @@ TEST(DispatchSlots, InitIsGivenThePacketAndDeInitAnswersWhetherItWorked) {
 
 // Holds a call until `meanwhile` has run on another thread or is given up.
 struct HoldingPlatform : ScriptedPlatform {
-  int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& text,
-                         int32_t flag) override {
-    Hold();
-    return ScriptedPlatform::ExecuteCommand(command, extra, text, flag);
-  }
-  void ReleaseHandle() override { Hold(); }
-  int32_t NetworkResult() override {
-    Hold();
-    return 0;
-  }
-  // Takes lines from several threads.
-  void Log(const std::string& line) override {
-    if (line == "D [InitLAPBFlow:#] >>") {
-      discovering.set_value();
-    }
-  }
-
-  void Hold() {
+  void Called(const std::string& /*call*/) override {
     if (meanwhile && --turns < 0) {
       other = std::async(std::launch::async, std::exchange(meanwhile, nullptr));
       waits = other.wait_for(patience) == std::future_status::timeout;
+    }
+  }
+  void Log(const std::string& line) override {
+    if (line == "D [InitLAPBFlow:#] >>") {
+      discovering.set_value();
     }
   }
 
@@ -102,17 +75,12 @@ struct HoldingPlatform : ScriptedPlatform {
   std::promise<void> discovering;
 };
 
-struct SilentConnection : INuvrelConnection {
-  int SendPacket(NuvrelPkt_t* /*record*/, void* /*extra*/) override { return 0; }
-};
-
 struct DispatchWhileHeld : Dispatch {
   DispatchWhileHeld() { gNuvrelLogLevel = 0; }
 
   // Sends one command; 0 deletes a policy, which no packet does.
   int Send(int command) {
-    NuvrelPkt_t packet = Request(command, &silent, {5000, 160, 184, 20});
-    return command == 0 ? DeleteLAPBFlowPolicy(5000) : OnPacket(&packet);
+    return command == 0 ? DeleteLAPBFlowPolicy(5000) : Rig::Send(command, {5000, 160, 184, 20});
   }
 
   // Brings the service to the state after so many of init, flows and add.
@@ -125,7 +93,6 @@ struct DispatchWhileHeld : Dispatch {
   }
 
   HoldingPlatform holding;
-  SilentConnection silent;
 };
 
 TEST_F(DispatchWhileHeld, OnlyWhatNeedsTheDriverAndCanHaveItWaits) {

@@ -1,6 +1,7 @@
 // Plays a session of a transcript on a service of its own.
 #pragma once
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -26,17 +27,13 @@ inline std::string Shown(const std::string& line) {
   return Replace(Replace(line, "\n", "\\n"), "\t", "\\t").substr(0, 900) + "\n";
 }
 
+inline int gPipe[2];
+inline const int gPipeError = pipe2(gPipe, O_CLOEXEC);
+
 class Player : Rig {
  public:
-  explicit Player(uint32_t logLevel) : Rig(logLevel), mLogLevel(logLevel) {
-    EXPECT_EQ(pipe2(mPipe, O_CLOEXEC), 0);
-    State();
-  }
-  ~Player() override {
-    close(mPipe[0]);
-    close(mPipe[1]);
-    std::filesystem::remove_all(mDirectory);
-  }
+  explicit Player(uint32_t logLevel) : Rig(logLevel), mLogLevel(logLevel) { State(); }
+  ~Player() override { std::filesystem::remove_all(mDirectory); }
 
   // Performs the "given" and ">" lines of a session and returns all of it as it happened.
   std::string Play(const std::string& session) {
@@ -68,21 +65,19 @@ class Player : Rig {
     return PerformOne(line.substr(0, when));
   }
 
-  int PerformOne(const std::string& line) {
-    const std::string verb = line.substr(0, line.find(' '));
-    mRest = line.substr(std::min(line.size(), verb.size() + 1));
-    if (const auto text = mTexts.find(verb); text != mTexts.end()) {
-      *text->second = mRest;
-      return 0;
+  int PerformOne(const std::string& step) {
+    const std::string verb = step.substr(0, step.find(' '));
+    mRest = step.substr(std::min(step.size(), verb.size() + 1));
+    if (mTexts.contains(verb)) {
+      return *mTexts.at(verb) = mRest, 0;
     }
-    if (const auto number = mNumbers.find(verb); number != mNumbers.end()) {
-      *number->second = std::stoi(mRest);
-      return 0;
+    if (mNumbers.contains(verb)) {
+      return *mNumbers.at(verb) = std::stoi(mRest);
     }
-    if (const auto packet = mPackets.find(verb); packet != mPackets.end()) {
+    if (mPackets.contains(verb)) {
       std::istringstream words(mRest);
       const std::istream_iterator<int64_t> first(words);
-      return Send(packet->second, {first, std::istream_iterator<int64_t>()});
+      return Send(mPackets.at(verb), {first, std::istream_iterator<int64_t>()});
     }
     return mOthers.at(verb)();
   }
@@ -105,22 +100,38 @@ class Player : Rig {
     if (mRest == "file") {
       std::ofstream(mNode) << std::string(40, 'x');
     } else if (mRest == "pipe") {
-      std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(mPipe[1]), mNode);
+      std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(gPipe[1]), mNode);
     }
     return 0;
   }
 
+  // The client library that is found first, whose code then stays until "no-library" at most.
+  int LoadLibrary() {
+    const std::string file = CLIENT_LIBRARIES "_" + mRest + "/" + kClientLibrary;
+    mLibrary.reset(dlopen(file.c_str(), RTLD_LAZY), dlclose);
+    return 0;
+  }
+
+  static int IsMapped() {
+    void* handle = dlopen(kClientLibrary, RTLD_LAZY | RTLD_NOLOAD);
+    return handle != nullptr && dlclose(handle) == 0 ? 1 : 0;
+  }
+
   int CreateInstance() {
-    ServiceCreateParams params{&connection, &parser};
+    ServiceCreateParams params{nullptr, &parser};
     CreateWirelessLinkConfigService(&mInstance, mRest.empty() ? &params : nullptr);
     return 0;
   }
 
   int ReleaseInstance() {
-    const auto other = std::strtoul(mRest.c_str(), nullptr, 10);
-    return ReleaseWirelessLinkConfigService(
-        mRest.empty() ? mInstance
-                      : reinterpret_cast<void*>(other));  // NOLINT(performance-no-int-to-ptr)
+    void* service = mInstance;
+    std::sscanf(mRest.c_str(), "%p", &service);  // another address, if there is one
+    return ReleaseWirelessLinkConfigService(service);
+  }
+
+  int SendWithoutConnection() {
+    NuvrelPkt_t request = Request(NUVREL_WLC_CMD_DEINIT, nullptr);
+    return OnPacket(&request);
   }
 
   // The levels by their letters, and "calls".
@@ -138,8 +149,8 @@ class Player : Rig {
   std::string Record() {
     std::string shown;
     for (const std::string& entry : platform.TakeRecord()) {
-      const std::string text = Shown(Replace(entry, testing::PrintToString(mInstance), "<it>"));
-      shown += entry[0] != '-' || mShowCalls ? text : "";
+      const std::string text = Replace(entry, testing::PrintToString(mInstance), "<it>");
+      shown += entry[0] != '-' || mShowCalls ? Shown(Replace(text, CLIENT_LIBRARIES, "#")) : "";
     }
     return shown;
   }
@@ -153,9 +164,7 @@ class Player : Rig {
     holds += mLapbSupported ? " flows" : "";
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
     std::string node;
-    if (std::filesystem::is_regular_file(mNode)) {
-      std::getline(std::ifstream(mNode), node);
-    }
+    std::getline(std::ifstream(std::filesystem::is_regular_file(mNode) ? mNode : ""), node);
     const std::map<uint32_t, uint32_t> classes(mServiceIdMap.begin(), mServiceIdMap.end());
     const std::map<int, std::string> policies(mLapbPolicies.begin(), mLapbPolicies.end());
     const std::map<std::string, std::string> now = {
@@ -186,11 +195,12 @@ class Player : Rig {
   bool mShowCalls = true;
   const std::string mDirectory = mkdtemp((testing::TempDir() + "wlc_node_XXXXXX").data());
   const std::string mNode = mDirectory + "/wlan0/unit_test_target";
-  int mPipe[2];
   void* mInstance = this;
+  std::shared_ptr<void> mLibrary;
   std::map<std::string, std::string> mState;
 
-  // What a command may begin with; the rest of it is mRest.
+  unsigned char mId = 0;
+  // What a step may begin with; the rest of it is mRest.
   std::string mRest;
   const std::map<std::string, std::string*> mTexts = {{"interface-name", &platform.interface},
                                                       {"self-address", &platform.self},
@@ -200,11 +210,10 @@ class Player : Rig {
   const std::map<std::string, int32_t*> mNumbers = {
       {"network-result", &platform.network},  {"open-result", &platform.open},
       {"fail-write", &platform.failingWrite}, {"write-error", &platform.writeError},
-      {"write-limit", &platform.writeLimit},  {"connection-result", &connection.result}};
+      {"write-limit", &platform.writeLimit},  {"connection-result", &sendResult}};
   const std::map<std::string, int> mPackets = {
       {"command-0", 0}, {"init", 1}, {"flows", 2}, {"deinit", 3},    {"apply", 4},
       {"revert", 5},    {"add", 6},  {"clear", 7}, {"command-8", 8}, {"command-255", 255}};
-  unsigned char mId = 0;
   const std::map<std::string, std::function<int()>> mOthers = {
       {"show", [this] { return Show(); }},
       {"client", [this] { return platform.client = 1; }},
@@ -218,6 +227,12 @@ class Player : Rig {
       {"no-settings", [this] { return parser.mStrings.clear(), parser.mIntegers.clear(), 0; }},
       {"parser-logging", [this] { return parser.mLogMask = mLogLevel & 4U, 0; }},
       {"no-parser", [this] { return mConfigParser = nullptr, 0; }},
+      {"library", [this] { return LoadLibrary(); }},
+      {"no-library", [this] { return mLibrary.reset(), 0; }},
+
+      {"open-library", [this] { return mLibLoader.OpenLib(kClientLibrary) != nullptr; }},
+      {"close-library", [this] { return mLibLoader.CloseLibHandle(kClientLibrary), 0; }},
+      {"is-mapped", [] { return IsMapped(); }},
       {"create", [this] { return CreateInstance(); }},
       {"release", [this] { return ReleaseInstance(); }},
       {"apply-sysfs", [this] { return errno = EBADF, ApplySysfsLinkConfiguration(); }},
@@ -225,5 +240,9 @@ class Player : Rig {
       {"revert-commands", [this] { return RevertWpaCliLinkConfiguration(); }},
       {"delete", [this] { return DeleteLAPBFlowPolicy(std::stoi(mRest)); }},
       {"update-map", [this] { return UpdateServiceIDMap(); }},
+      {"no-packet", [this] { return OnPacket(nullptr); }},
+      {"no-connection", [this] { return SendWithoutConnection(); }},
+      {"no-reply", [this] { return SendStatus(nullptr, NUVREL_WLC_CMD_INIT, 0), 0; }},
+      {"other-slots", [this] { return OnConnectionLost(), Reserved0() + Reserved1(); }},
       {"create-class", [this] { return CreateServiceClass(1, 2, 3, &mId) + mId; }}};
 };

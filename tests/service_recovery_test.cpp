@@ -3,15 +3,13 @@
 // packet is answered, no descriptor is left open, and the service works again. SERVICE_LIBRARY is
 // its path, NM the tool that lists its symbols.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <regex>
 #include <set>
 
-#include "emulated_driver/emulated_driver.h"
 #include "framework/log_level.h"
+#include "tests/emulated_driver_fixture.h"
 #include "wlc/service_host.h"
 #include "wlc/steps.h"
 #include "wlc/toml_config.h"
@@ -20,71 +18,50 @@ namespace {
 
 const std::vector<Step> kSession = ParseSteps(kBuiltInSession);
 
-long OpenDescriptors() {
-  const std::filesystem::directory_iterator open("/proc/self/fd");
-  return std::distance(begin(open), end(open));
-}
-
-class Recovery : public testing::Test {
+class Recovery : public EmulatedDriverTest {
  protected:
   Recovery() {
     gNuvrelLogLevel = 0;
     mConfig.Set("nuvrel.services.wirelesslinkconfig.wpaifPath", mDirectory, "the test");
     SetDiscovery("wlan0", "10.0.0.1", "10.0.0.2");
     mService.emplace(SERVICE_LIBRARY, mConfig);
+    StartDriver();
   }
   ~Recovery() override {
     mService.reset();
     EXPECT_EQ(dlopen(SERVICE_LIBRARY, RTLD_LAZY | RTLD_NOLOAD), nullptr);
-    std::filesystem::remove_all(mDirectory);
   }
 
   // The status of one command, from its reply.
   int Send(const Step& step) { return mService->Send(step.command.Packet()).value(); }
-  int Send(const char* command) { return Send(ParseSteps(command)[0]); }
 
   void ExpectWholeSession() {
-    Send("deinit");
+    Send(kSession.back());  // deinit
     for (const Step& step : kSession) {
       EXPECT_EQ(Send(step), 0) << step.command.Text();
     }
   }
 
-  std::unique_ptr<EmulatedDriver> StartDriver() const {
-    auto driver = std::make_unique<EmulatedDriver>(EmulatedDriverOptions{.directory = mDirectory});
-    driver->Start();
-    return driver;
-  }
-
  private:
-  std::string mDirectory = mkdtemp(std::string("/tmp/recovery-XXXXXX").data());
   TomlConfig mConfig;
   std::optional<ServiceHost> mService;
 };
 
-// The statuses of a session whose supplicant dies before its first, second, ... command.
-constexpr int kStatuses[][9] = {
-    {-1, -1, -1, -1, -1, -1, -1, -1, 0}, {0, -1, -1, -1, -1, -1, -1, -1, 0},
-    {0, 0, -1, -1, -1, -1, 0, -1, 0},  // clearing an empty table sends nothing
-    {0, 0, 0, -1, -1, -1, 0, -1, 0},     {0, 0, 0, 0, -1, -1, -1, -1, 0},
-    {0, 0, 0, 0, 0, -1, -1, -1, 0},      {0, 0, 0, 0, 0, 0, -1, -1, 0},
-    {0, 0, 0, 0, 0, 0, 0, -1, 0},        {0, 0, 0, 0, 0, 0, 0, 0, 0},
-};
-
 TEST_F(Recovery, SupplicantDiesBetweenAnyTwoCommands) {
-  auto driver = StartDriver();
   ExpectWholeSession();
   const long descriptors = OpenDescriptors();
-  ASSERT_EQ(kSession.size(), std::size(kStatuses));
   for (size_t alive = 0; alive < kSession.size(); ++alive) {
     for (size_t i = 0; i < kSession.size(); ++i) {
       if (i == alive) {
-        driver->Stop();
+        mDriver->Stop();
       }
-      EXPECT_EQ(Send(kSession[i]), kStatuses[alive][i]) << "died before " << alive << ", at " << i;
+      const std::string_view command = kSession[i].command.form->name;
+      const bool nothingToSend =
+          command == "deinit" || (command == "clear-lapb-policies" && (alive == 2 || alive == 3));
+      EXPECT_EQ(Send(kSession[i]), i < alive || nothingToSend ? 0 : -1)
+          << "died before " << alive << ", at " << i;
     }
-    driver = nullptr;
-    driver = StartDriver();
+    StartDriver();
     ExpectWholeSession();
     EXPECT_EQ(OpenDescriptors(), descriptors) << "died before " << alive;
   }

@@ -20,7 +20,6 @@ class DrivenPlatform : public ScriptedPlatform {
  public:
   int32_t ExecuteCommand(const std::string& command, const std::string& /*extra*/,
                          std::string& text, int32_t /*flag*/) override {
-    record.clear();
     DriverAnswer answer = driver.Execute(command.substr(std::strlen("DRIVER ")));
     messages.assign(answer.events.begin(), answer.events.end());
     text = answer.reply;
@@ -29,8 +28,8 @@ class DrivenPlatform : public ScriptedPlatform {
   }
 
   // What DeInit leaves in the driver.
-  void ReleaseHandle() override {
-    leftovers += driver.Status().find("policy[") != std::string::npos;
+  void Called(const std::string& call) override {
+    leftovers += call == "release handle" && driver.Status().find("policy[") != std::string::npos;
   }
 
   DriverModel driver;
