@@ -1,6 +1,6 @@
 // The whole service between a framework, a driver and a discovery client that do anything: packets,
-// answers, messages, records and settings all come from the input. Latencies, ports and cookies are
-// mostly such as were used before, so that a policy is met again. After every packet the service's
+// answers, messages, records and settings all come from the input. Half the ports and latencies are
+// of a few, so that a policy is met again. After every packet the service's
 // promises are checked against its state before it; a broken one aborts.
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -12,15 +12,9 @@ namespace {
 
 FuzzedDataProvider* gInput = nullptr;
 
-// One of `known`, which begins as a dictionary, or a new one, which is known from then on.
-uint32_t Pick(std::vector<uint32_t>& known) {
-  const auto choice = gInput->ConsumeIntegralInRange<size_t>(0, known.size() + 7);
-  if (choice < known.size()) {
-    return known[choice];
-  }
-  known.push_back(choice % 2 == 0 ? gInput->ConsumeIntegral<uint32_t>()
-                                  : gInput->ConsumeIntegralInRange<uint32_t>(0, 1023));
-  return known.back();
+uint32_t Number(std::initializer_list<const uint32_t> usual) {
+  return gInput->ConsumeBool() ? gInput->PickValueInArray(usual)
+                               : gInput->ConsumeIntegral<uint32_t>();
 }
 
 // Half the texts are of a given form, so that the input gets past the first check.
@@ -71,8 +65,8 @@ class ServiceUnderFuzz : Rig {
     ChangeDriver();
     const uint8_t command = gInput->ConsumeBool() ? NUVREL_WLC_CMD_ADD_LAPB_POLICY
                                                   : gInput->ConsumeIntegralInRange<uint8_t>(0, 8);
-    std::vector<uint32_t> values = {Pick(mPorts), gInput->ConsumeIntegral<uint32_t>(),
-                                    gInput->ConsumeIntegral<uint32_t>(), Pick(mLatencies)};
+    std::vector<uint32_t> values = {Number({5000, 5002, 0, UINT32_MAX}), Number({0}), Number({0}),
+                                    Number({10, 20, 30, 0, UINT32_MAX})};
     const int times = gInput->ConsumeBool() ? 1 : gInput->ConsumeIntegralInRange(1, 40);
     const auto step = gInput->ConsumeIntegralInRange<uint32_t>(0, 1);
     for (int i = 0; i < times; ++i, values[0] += step, ++values[3]) {
@@ -107,8 +101,8 @@ class ServiceUnderFuzz : Rig {
 
   // Sends one request, whose reply Send checks.
   void RunOne(uint8_t command, const std::vector<uint32_t>& values) {
-    const bool linkReady = mLinkConfig != nullptr && mWpaClient != nullptr;
-    const bool policiesReady = mLapbSupported && mWpaClient != nullptr;
+    const bool needed = command == 4 || command == 5 ? mLinkConfig != nullptr : mLapbSupported;
+    const bool ready = needed && mWpaClient != nullptr;
     const auto classes = mServiceIdMap;
     auto policies = mLapbPolicies;
     mWire.clear();
@@ -116,13 +110,11 @@ class ServiceUnderFuzz : Rig {
     const int status = Send(command, values);
 
     EXPECT_TRUE(status >= -1 && status <= 1) << status;
-    const bool mayUseWire = command == 4 || command == 5                   ? linkReady
-                            : command == 3 || command == 6 || command == 7 ? policiesReady
-                                                                           : command == 2;
+    const bool mayUseWire = command == 2 || (ready && command >= 3 && command <= 7);
     EXPECT_TRUE(mayUseWire || mWire.empty()) << "a refused operation sends nothing";
-    if (policiesReady && command == 6) {
+    if (ready && command == 6) {
       CheckBinding(status == 0, static_cast<int>(values[0]), values[3], classes, policies);
-    } else if (policiesReady && (command == 3 || command == 7)) {
+    } else if (ready && (command == 3 || command == 7)) {
       EXPECT_EQ(mWire.size(), policies.size()) << "every policy is deleted once";
       policies.clear();
     }
@@ -169,8 +161,6 @@ class ServiceUnderFuzz : Rig {
 
   FuzzedPlatform mPlatform;
   std::vector<std::string>& mWire = mPlatform.wire;
-  std::vector<uint32_t> mPorts = {5000, 5002, 0, UINT32_MAX};
-  std::vector<uint32_t> mLatencies = {10, 20, 30, 0, UINT32_MAX};
 };
 
 }  // namespace
