@@ -40,6 +40,7 @@ static_assert(offsetof(NuvrelPkt_t, payload) == 4);
 static_assert(offsetof(NuvrelPkt_t, reserved259) == 259);
 static_assert(offsetof(NuvrelPkt_t, connection) == 264);
 static_assert(offsetof(NuvrelPkt_t, reserved272) == 272);
+static_assert(offsetof(NuvrelPkt_t, reserved276) == 276);
 static_assert(std::endian::native == std::endian::little, "payload values are copied, not swapped");
 
 // Payload byte 0 of a request, echoed in its reply. The underlying type is fixed, so that any
@@ -79,3 +80,5 @@ class NuvrelPkt {
   NuvrelPkt_t record;
   uint32_t readOffset;
 };
+
+static_assert(sizeof(NuvrelPkt) == 336);

@@ -10,6 +10,7 @@
 // virtual functions, not an order of calls.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 class INuvrelConnection;
@@ -25,6 +26,9 @@ struct ServiceCreateParams {
   INuvrelConnection* connection;
   nuvrel::ConfigParser* configParser;
 };
+
+static_assert(sizeof(ServiceCreateParams) == 16);
+static_assert(offsetof(ServiceCreateParams, configParser) == 8);
 
 class INuvrelService {
  public:

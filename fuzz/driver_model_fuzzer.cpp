@@ -2,6 +2,7 @@
 // command must change nothing, and whatever is accepted must leave a state that a driver can have.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <set>
 #include <sstream>
 #include <string>
@@ -12,20 +13,17 @@ namespace {
 
 void CheckState(const std::string& status) {
   std::istringstream lines(status);
-  std::set<std::string> classes;
+  std::set<unsigned long> classes;
   std::set<std::string> flows;
   for (std::string line; std::getline(lines, line);) {
-    const size_t equals = line.find('=');
-    EXPECT_TRUE(equals != std::string::npos) << "the state is key=value lines";
-    const std::string value = line.substr(equals + 1);
-    if (line.starts_with("service_class[")) {
-      const std::string id = line.substr(14, line.find(']') - 14);
-      EXPECT_TRUE(std::stoul(id) <= 31 && classes.insert(id).second)
-          << "an ID is 0 to 31 and unique";
-    } else if (line.starts_with("policy[")) {
-      const size_t word = value.find(" class ");
-      EXPECT_TRUE(flows.insert(value.substr(0, word)).second) << "a flow has one policy";
-      EXPECT_TRUE(classes.count(value.substr(word + 7)) == 1) << "a policy's class exists";
+    const size_t value = line.find('=');
+    EXPECT_TRUE(value != std::string::npos) << "the state is key=value lines";
+    unsigned id = 0;
+    if (std::sscanf(line.c_str(), "service_class[%u]", &id) == 1) {
+      EXPECT_TRUE(id <= 31 && classes.insert(id).second) << "an ID is 0 to 31 and unique";
+    } else if (const size_t word = line.rfind(" class "); line.starts_with("policy[")) {
+      EXPECT_TRUE(flows.insert(line.substr(value, word - value)).second) << "a flow has one policy";
+      EXPECT_TRUE(classes.contains(std::stoul(line.substr(word + 7)))) << "a policy's class exists";
     }
   }
 }

@@ -12,10 +12,18 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
 #include "emulated_driver/emulated_driver.h"
+
+constexpr char kShow[] = "DRIVER SERVICE_CLASS_SHOW";
+
+inline long OpenDescriptors() {
+  const std::filesystem::directory_iterator open("/proc/self/fd");
+  return std::distance(begin(open), end(open));
+}
 
 // A client of a control socket, with an address that the system picks.
 class Client {
@@ -67,11 +75,9 @@ class EmulatedDriverTest : public testing::Test {
   }
   void StartDriver(const std::vector<std::string>& faults = {}) {
     mOptions.directory = mDirectory;
-    mOptions.interface = "wlan0";
     mOptions.faults.clear();
-    for (const std::string& rule : faults) {
-      mOptions.faults.push_back(ParseFaultRule(rule));
-    }
+    std::transform(faults.begin(), faults.end(), std::back_inserter(mOptions.faults),
+                   ParseFaultRule);
     mDriver.emplace(mOptions);
     mDriver->Start();
   }

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <regex>
+#include <sstream>
 #include <utility>
 
 #include "emulated_driver/driver_model.h"
@@ -41,11 +42,11 @@ std::string Play(DriverModel& model, const std::string& command, std::string& la
   }
   std::string changed;
   const std::string before = std::exchange(last, model.Status());
-  for (const std::string_view line : SplitWords(last, '\n')) {
-    changed +=
-        before.find(std::string(line) + "\n") == std::string::npos ? "; " + std::string(line) : "";
+  std::istringstream lines(last);
+  for (std::string line; std::getline(lines, line);) {
+    changed += before.find(line + "\n") == std::string::npos ? "; " + line : "";
   }
-  return changed.substr(2, changed.size() - (changed.ends_with("; ") ? 4 : 2));
+  return changed.substr(2);
 }
 
 TEST(DriverModel, CarriesOutAndRefusesAsItsTableSays) {

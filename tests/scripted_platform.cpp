@@ -68,9 +68,7 @@ WpaCliWrapper* GetWpacliWrapperHandle() {
   return gPlatform->handle != 0 ? gPlatform : nullptr;
 }
 
-void ScriptedPlatform::ReleaseHandle() { Record("release handle"); }
-
-void ReleaseWpacliWrapperHandle() { gPlatform->ReleaseHandle(); }
+void ReleaseWpacliWrapperHandle() { Record("release handle"); }
 
 // The linker sends the program's calls of write here (--wrap).
 // NOLINTBEGIN(bugprone-reserved-identifier)

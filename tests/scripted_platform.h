@@ -30,8 +30,6 @@ class ScriptedPlatform : public WpaCliWrapper {
   int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& text,
                          int32_t flag) override;
   int32_t GetResponse(std::string& message, const std::string& prefix, int32_t waitLimit) override;
-  virtual void ReleaseHandle();
-  virtual int32_t NetworkResult() { return network; }
   virtual void Called(const std::string& call) { record.push_back("-> " + call); }
   virtual void Log(const std::string& line) { record.push_back(line); }
 

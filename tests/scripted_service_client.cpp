@@ -7,20 +7,18 @@
 
 namespace {
 
-void Record(const std::string& call) { gPlatform->Called(call); }
-
 // Texts that fill their field go in without a NUL.
 void Fill(const char* call, NetworkInterfaceInfo* info, const std::string& ip) {
   const NetworkInterfaceInfo zeros{};
   const bool zeroed = std::memcmp(info, &zeros, sizeof(zeros)) == 0;
-  Record(call + std::string(zeroed ? "" : " with a record not zeroed"));
+  gPlatform->Called(call + std::string(zeroed ? "" : " with a record not zeroed"));
   gPlatform->interface.copy(info->interfaceName, sizeof(info->interfaceName));
   ip.copy(info->ipAddress, sizeof(info->ipAddress));
 }
 
 class ScriptedClient : public ServiceClient {
  public:
-  ~ScriptedClient() override { Record("delete client"); }
+  ~ScriptedClient() override { gPlatform->Called("delete client"); }
   int32_t Reserved0() override { return 0; }
   int32_t Reserved1() override { return 0; }
   int32_t GetPeerInterfaceInfo(uint8_t* /*status*/, NetworkInterfaceInfo* info) override {
@@ -30,7 +28,7 @@ class ScriptedClient : public ServiceClient {
   int32_t Reserved2() override { return 0; }
   int32_t GetNetworkInterfaceInfo(NetworkInterfaceInfo* info) override {
     Fill("network", info, gPlatform->self);
-    return gPlatform->NetworkResult();
+    return gPlatform->network;
   }
 };
 
@@ -39,8 +37,8 @@ class ScriptedClient : public ServiceClient {
 extern "C" {
 #ifndef WITHOUT_FACTORY
 void CreateServiceClient(int32_t kind, ServiceClient** client, void* extra, int32_t last) {
-  Record("create " + std::to_string(kind) + (extra == nullptr ? " null " : " ") +
-         std::to_string(last));
+  gPlatform->Called("create " + std::to_string(kind) + (extra == nullptr ? " null " : " ") +
+                    std::to_string(last));
   if (gPlatform->client != 0) {
     *client = new ScriptedClient;
   }
@@ -49,8 +47,8 @@ void CreateServiceClient(int32_t kind, ServiceClient** client, void* extra, int3
 
 #ifndef WITHOUT_RELEASE
 void ReleaseServiceClient(int32_t kind, ServiceClient* client) {
-  Record("release " + std::to_string(kind));
   delete client;
+  gPlatform->Called("release " + std::to_string(kind));  // which may throw
 }
 #endif
 }

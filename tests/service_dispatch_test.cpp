@@ -7,49 +7,6 @@
 
 namespace {
 
-struct Dispatch : testing::Test, Rig {};
-
-TEST_F(Dispatch, NothingHappensWithoutAConnectionOrInTheOtherSlots) {
-  Send(NUVREL_WLC_CMD_INIT);
-  platform.TakeRecord();
-  NuvrelPkt_t request = Request(NUVREL_WLC_CMD_DEINIT, nullptr);
-  EXPECT_EQ(OnPacket(&request), -1);
-  EXPECT_EQ(OnPacket(nullptr), -1);
-  OnConnectionLost();
-  EXPECT_EQ(Reserved0(), 0);
-  EXPECT_EQ(Reserved1(), 0);
-  EXPECT_TRUE(mInitialized);
-  EXPECT_TRUE(platform.TakeRecord().empty());
-  SendStatus(nullptr, NUVREL_WLC_CMD_INIT, 0);
-  EXPECT_EQ(platform.TakeRecord(), std::vector<std::string>{"W No nuvrel client handle provided."});
-}
-
-TEST_F(Dispatch, CommandBufferHoldsTheLastCommandAndZeros) {
-  for (const int command : {1, 4, 2}) {
-    Send(command);
-  }
-  std::string expected = "DRIVER SERVICE_CLASS_SHOW";
-  expected.resize(sizeof(mCmdBuf));
-  EXPECT_EQ(std::string(mCmdBuf, sizeof(mCmdBuf)), expected);
-  Send(NUVREL_WLC_CMD_DEINIT);
-  EXPECT_EQ(std::string(mCmdBuf, sizeof(mCmdBuf)), std::string(sizeof(mCmdBuf), '\0'));
-}
-
-TEST_F(Dispatch, MembersStandInTheirOrder) {
-  const LinkConfiguration config;
-  const std::vector<const void*> orders[] = {
-      {&mConfigParser, &mConnection, &mInitialized, &mServiceLock, &mPolicyLock, &mLibLoader,
-       &mWpaClient, &mServiceClient, &mWpaCtrlPath, &mCmdReply, &mCmdBuf, &mLinkConfig,
-       &mUnitTestTargetValue, &mInterfaceName, &mSelfIpAddress, &mPeerIpAddress, &mServiceIdMap,
-       &mLapbPolicies, &mLapbSupported},
-      {&config.wpaifPath, &config.wlanXRLatencyMode, &config.wlanNormalLatencyMode,
-       &config.wlanEnableTsf, &config.wlanTsfSyncInterval, &config.wlanSetRatemask,
-       &config.wlanOriginalRatemask, &config.disableRRA, &config.wlanUnitTestTargetNode}};
-  for (const auto& order : orders) {
-    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-  }
-}
-
 // Stands in for the two operations that are reached through their slots.
 struct Overriding : Rig {
   int32_t Init(NuvrelPkt* packet) override {
@@ -68,51 +25,29 @@ TEST(DispatchSlots, InitIsGivenThePacketAndDeInitAnswersWhetherItWorked) {
   EXPECT_EQ(rig.Send(NUVREL_WLC_CMD_DEINIT), -1);
 }
 
-// Holds a call until `meanwhile` has run on another thread or is given up.
+// Holds a call or a log line until `meanwhile` has run on another thread or is given up.
 struct HoldingPlatform : ScriptedPlatform {
-  int32_t ExecuteCommand(const std::string& command, const std::string& extra, std::string& text,
-                         int32_t flag) override {
-    Hold();
-    return ScriptedPlatform::ExecuteCommand(command, extra, text, flag);
-  }
-  void ReleaseHandle() override { Hold(); }
-  int32_t NetworkResult() override {
-    Hold();
-    return 0;
-  }
-  // Takes lines from several threads.
-  void Log(const std::string& line) override {
-    if (line == "D [InitLAPBFlow:#] >>") {
-      discovering.set_value();
-    }
-  }
-
-  void Hold() {
+  void Called(const std::string& /*call*/) override {
     if (meanwhile && --turns < 0) {
       other = std::async(std::launch::async, std::exchange(meanwhile, nullptr));
       waits = other.wait_for(patience) == std::future_status::timeout;
     }
   }
+  void Log(const std::string& line) override { Called(line); }
 
   std::function<int()> meanwhile;
   int turns = 0;  // calls to let through before
   std::chrono::milliseconds patience{50};
   std::future<int> other;
   bool waits = false;
-  std::promise<void> discovering;
 };
 
-struct SilentConnection : INuvrelConnection {
-  int SendPacket(NuvrelPkt_t* /*record*/, void* /*extra*/) override { return 0; }
-};
-
-struct DispatchWhileHeld : Dispatch {
-  DispatchWhileHeld() { gNuvrelLogLevel = 0; }
+struct Dispatch : testing::Test, Rig {
+  Dispatch() { gNuvrelLogLevel = 0; }
 
   // Sends one command; 0 deletes a policy, which no packet does.
   int Send(int command) {
-    NuvrelPkt_t packet = Request(command, &silent, {5000, 160, 184, 20});
-    return command == 0 ? DeleteLAPBFlowPolicy(5000) : OnPacket(&packet);
+    return command == 0 ? DeleteLAPBFlowPolicy(5000) : Rig::Send(command, {5000, 160, 184, 20});
   }
 
   // Brings the service to the state after so many of init, flows and add.
@@ -125,57 +60,63 @@ struct DispatchWhileHeld : Dispatch {
   }
 
   HoldingPlatform holding;
-  SilentConnection silent;
 };
 
-TEST_F(DispatchWhileHeld, OnlyWhatNeedsTheDriverAndCanHaveItWaits) {
+TEST_F(Dispatch, MembersStandInTheirOrder) {
+  const LinkConfiguration config;
+  const std::vector<const void*> orders[] = {
+      {&mConfigParser, &mConnection, &mInitialized, &mServiceLock, &mPolicyLock, &mLibLoader,
+       &mWpaClient, &mServiceClient, &mWpaCtrlPath, &mCmdReply, &mCmdBuf, &mLinkConfig,
+       &mUnitTestTargetValue, &mInterfaceName, &mSelfIpAddress, &mPeerIpAddress, &mServiceIdMap,
+       &mLapbPolicies, &mLapbSupported},
+      {&config.wpaifPath, &config.wlanXRLatencyMode, &config.wlanNormalLatencyMode,
+       &config.wlanEnableTsf, &config.wlanTsfSyncInterval, &config.wlanSetRatemask,
+       &config.wlanOriginalRatemask, &config.disableRRA, &config.wlanUnitTestTargetNode}};
+  for (const auto& order : orders) {
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+  }
+}
+
+TEST_F(Dispatch, OnlyWhatNeedsTheDriverAndCanHaveItWaits) {
   const struct {
-    int prepared, held;
-    std::vector<int> meanwhile;  // commands sent, each in a turn of its own
+    int prepared;
+    std::vector<int> held, meanwhile;  // commands, each of the first with each of the others
     int status;
     bool waits;
   } kRows[] = {
-      {3, 4, {0, 2, 3, 4, 5, 6, 7}, 0, true},
-      {3, 0, {4}, 0, true},
-      {3, 2, {4}, 0, true},
-      {3, 3, {4}, -1, true},
-      {3, 5, {4}, 0, true},
-      {3, 6, {4}, 0, true},
-      {3, 7, {4}, 0, true},
-      {3, 4, {1}, 1, false},
-      {3, 4, {99}, -1, false},
-      {3, 3, {99}, -1, false},
-      {0, 1, {0, 2, 4, 5, 6, 7}, -1, false},  // no settings and no handles yet
-      {1, 2, {0, 6, 7}, -1, false},           // no flow policies yet
-      {1, 4, {0, 6, 7}, -1, false},
-      {2, 3, {0, 6, 7}, -1, false},  // none any more
+      {3, {4}, {0, 2, 3, 4, 5, 6, 7}, 0, true},
+      {3, {0, 2, 5, 6, 7}, {4}, 0, true},
+      {3, {3}, {4}, -1, true},
+      {3, {4}, {1}, 1, false},
+      {3, {3, 4}, {99}, -1, false},
+      {0, {1}, {0, 2, 4, 5, 6, 7}, -1, false},  // no settings and no handles yet
+      {1, {2, 4}, {0, 6, 7}, -1, false},        // no flow policies yet
+      {2, {3}, {0, 6, 7}, -1, false},           // none any more
   };
-  for (const auto& [prepared, held, commands, status, waits] : kRows) {
-    for (const int command : commands) {
-      SCOPED_TRACE(testing::PrintToString(std::vector<int>{prepared, held, command}));
-      Prepare(prepared);
+  for (const auto& row : kRows) {
+    for (size_t i = 0; i < row.held.size() * row.meanwhile.size(); ++i) {
+      const int held = row.held[i % row.held.size()];
+      const int command = row.meanwhile[i / row.held.size()];
+      SCOPED_TRACE(testing::PrintToString(std::vector<int>{row.prepared, held, command}));
+      Prepare(row.prepared);
       holding.meanwhile = [this, command] { return Send(command); };
-      holding.patience = std::chrono::milliseconds(waits ? 50 : 10'000);
+      holding.patience = std::chrono::milliseconds(row.waits ? 50 : 10'000);
       EXPECT_EQ(Send(held), 0);
-      EXPECT_EQ(holding.other.get(), status);
-      EXPECT_EQ(holding.waits, waits);
+      EXPECT_EQ(holding.other.get(), row.status);
+      EXPECT_EQ(holding.waits, row.waits);
     }
   }
   Send(NUVREL_WLC_CMD_DEINIT);
 }
 
-TEST_F(DispatchWhileHeld, DiscoveryTracesItsEntryBeforeItWaits) {
+TEST_F(Dispatch, DiscoveryTracesItsEntryWithoutALock) {
   Prepare(1);
   gNuvrelLogLevel = kNuvrelLogDebug;
-  std::future<int> discovery;
-  holding.meanwhile = [&] {
-    discovery = std::async(std::launch::async, [this] { return Send(2); });
-    return static_cast<int>(holding.discovering.get_future().wait_for(std::chrono::seconds(10)));
-  };
-  holding.patience = std::chrono::seconds(20);
-  EXPECT_EQ(Send(NUVREL_WLC_CMD_APPLY_LINK_SETTINGS), 0);
-  EXPECT_EQ(holding.other.get(), static_cast<int>(std::future_status::ready));
-  EXPECT_EQ(discovery.get(), 0);
+  holding.turns = 1;  // the line of its packet
+  holding.meanwhile = [this] { return Send(NUVREL_WLC_CMD_APPLY_LINK_SETTINGS); };
+  holding.patience = std::chrono::seconds(10);
+  EXPECT_EQ(Send(NUVREL_WLC_CMD_INIT_LAPB_FLOW), 0);
+  EXPECT_FALSE(holding.waits);
 }
 
 TEST(Instance, IsHandedOutNeitherInItsLastDeInitNorInItsDestruction) {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "framework/config_parser.h"
 #include "framework/log_level.h"
@@ -18,7 +19,6 @@
 constexpr char kClientLibrary[] = "libnuvrelservice_client.so";
 
 struct LoaderUnderTest : LibraryLoader {
-  using LibraryLoader::mHandles;
   using LibraryLoader::mRefCounts;
 };
 
@@ -28,14 +28,16 @@ struct TestParser : nuvrel::ConfigParser {
   using ConfigParser::mStrings;
 };
 
+// Keeps the reply to one request.
 struct RecordingConnection : INuvrelConnection {
+  explicit RecordingConnection(int32_t sendResult) : result(sendResult) {}
   int SendPacket(NuvrelPkt_t* record, void* extra) override {
-    EXPECT_EQ(extra, nullptr);
-    sent.push_back(*record);
+    EXPECT_FALSE(reply.has_value() || extra != nullptr);
+    reply = *record;
     return result;
   }
-  std::vector<NuvrelPkt_t> sent;
-  int32_t result = 1;
+  const int32_t result;
+  std::optional<NuvrelPkt_t> reply;
 };
 
 // A request as the framework sends it: what the service is not to read is 0xEE.
@@ -54,7 +56,7 @@ inline NuvrelPkt_t Request(int command, INuvrelConnection* connection,
 struct Surroundings {
   ScriptedPlatform platform;
   TestParser parser;
-  RecordingConnection connection;
+  int32_t sendResult = 1;  // what sending a reply answers
 };
 
 struct Rig : Surroundings, WirelessLinkConfigService {
@@ -63,17 +65,17 @@ struct Rig : Surroundings, WirelessLinkConfigService {
     platform.path = &mWpaCtrlPath;
   }
 
-  // Returns the status; every byte of the one reply is compared.
+  // Returns the status; every byte of the one reply is compared. Any thread may call it.
   int Send(int command, const std::vector<uint32_t>& parameters = {}) {
-    connection.sent.clear();
+    RecordingConnection connection(sendResult);
     NuvrelPkt_t request = Request(command, &connection, parameters);
     const int status = OnPacket(&request);
     uint8_t expected[320] = {8, 0, 5, 0, static_cast<uint8_t>(command)};
     std::memcpy(expected + 5, &status, sizeof(status));
     expected[259] = 1;
     std::memset(expected + 272, 0xFF, 4);
-    EXPECT_EQ(connection.sent.size(), 1U);
-    EXPECT_EQ(std::memcmp(connection.sent.data(), expected, sizeof(expected)), 0);
+    EXPECT_TRUE(connection.reply.has_value() &&
+                std::memcmp(&*connection.reply, expected, sizeof(expected)) == 0);
     return status;
   }
 };
