@@ -1,6 +1,6 @@
 // The framework's part, in short: fills the settings, creates the service, sends it packets and
 // prints each reply. On a workstation, with an emulated driver:
-//   wlc driver --ctrl-dir /tmp/ctrl &
+//   wlc driver --ctrl-dir /tmp/ctrl & sleep 1
 //   NUVREL_INTERFACE=wlan0 NUVREL_SELF_IP=192.168.49.1 NUVREL_PEER_IP=192.168.49.2 \
 //     send_packets /tmp/ctrl
 #include <dlfcn.h>
