@@ -55,7 +55,10 @@ TEST(DriverModel, CarriesOutAndRefusesAsItsTableSays) {
   const std::regex row(R"(([^#{][^{]*)(\{(.*)\}(.*))? -> (.*))");
   std::ifstream table(EMULATED_DRIVER_COMMANDS);
   EXPECT_TRUE(table.is_open());
-  for (std::string line; std::getline(table, line);) {
+  for (std::string line, rest; std::getline(table, line);) {
+    while (line.ends_with('\\') && std::getline(table, rest)) {  // it goes on in the next one
+      line.replace(line.size() - 1, 1, rest, rest.find_first_not_of(' '));
+    }
     std::smatch part;
     if (!std::regex_match(line, part, row)) {
       continue;
