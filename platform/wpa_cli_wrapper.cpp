@@ -120,13 +120,17 @@ int32_t CtrlWrapper::GetResponse(std::string& message, const std::string& prefix
   return result;
 }
 
-CtrlWrapper gWrapper;
+// Made at its first use, since it allocates.
+CtrlWrapper& Wrapper() {
+  static CtrlWrapper wrapper;
+  return wrapper;
+}
 
 }  // namespace
 
-WpaCliWrapper* GetWpacliWrapperHandle() { return &gWrapper; }
+WpaCliWrapper* GetWpacliWrapperHandle() { return &Wrapper(); }
 
 // Closes the wrapper, even if the handle was requested several times.
-void ReleaseWpacliWrapperHandle() { gWrapper.CloseCtrlInterface(); }
+void ReleaseWpacliWrapperHandle() { Wrapper().CloseCtrlInterface(); }
 
 void SetExchangeObserver(ExchangeObserver observer) { gObserver = std::move(observer); }

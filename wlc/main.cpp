@@ -5,11 +5,15 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <exception>
+#include <new>
 
 #include "emulated_driver/refusal.h"
+#include "platform/control_client.h"
 #include "wlc/commands.h"
 #include "wlc/interruption.h"
 #include "wlc/output_file.h"
+#include "wlc/private_directory.h"
 #include "wlc/steps.h"
 #include "wlc/visible.h"
 
@@ -193,6 +197,25 @@ void OpenStandardDescriptors() {
   }
   close(descriptor);
 }
+
+// Ends wlc in good order where a library finds no memory and cannot throw: before main, and in a
+// destructor. Set before any other initialisation.
+[[noreturn]] void EndWithoutMemory() {
+  try {
+    if (const auto failure = std::current_exception()) {
+      std::rethrow_exception(failure);
+    }
+  } catch (const std::bad_alloc&) {
+    PrivateDirectory::Remove();
+    ControlClient::RemoveFiles();
+    PrintErrorAtOnce("wlc: no memory left\n");
+    _exit(kExitCannotRun);
+  } catch (...) {  // not for want of memory
+  }
+  std::abort();
+}
+
+__attribute__((constructor(101))) void SetTerminate() { std::set_terminate(&EndWithoutMemory); }
 
 int Run(int argc, char** argv) {
   CLI::App app("wlc: the wireless link configuration service on a workstation", "wlc");
