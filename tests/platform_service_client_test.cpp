@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <ifaddrs.h>
 
+#include <new>
 #include <utility>
 
 extern "C" void CreateServiceClient(int32_t, ServiceClient**, void*, int32_t);
@@ -20,9 +21,10 @@ extern "C" int getifaddrs(ifaddrs** all) noexcept {
                                            {"tun0", ""}};
   *all = nullptr;
   for (const auto& [name, address] : kAddresses) {
-    auto* ip = *address != 0 ? new sockaddr_in{AF_INET, 0, {inet_addr(address)}, {}} : nullptr;
-    *all =
-        new ifaddrs{*all, const_cast<char*>(name), 0, reinterpret_cast<sockaddr*>(ip), {}, {}, {}};
+    auto* ip = *address != 0 ? new (std::nothrow) sockaddr_in{AF_INET, 0, {inet_addr(address)}, {}}
+                             : nullptr;
+    *all = new (std::nothrow)
+        ifaddrs{*all, const_cast<char*>(name), 0, reinterpret_cast<sockaddr*>(ip), {}, {}, {}};
   }
   return 0;
 }

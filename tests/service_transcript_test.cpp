@@ -65,7 +65,7 @@ class Player : Rig {
   int Perform(const std::string& line) {
     const size_t when = std::min(line.find(" when "), line.size());
     std::istringstream setUps(Replace(line.substr(when), " and ", "\n"));
-    setUps.ignore(std::strlen(" when "));
+    setUps.ignore(sizeof(" when ") - 1);
     for (std::string setUp; std::getline(setUps, setUp);) {
       PerformOne(Replace(Replace(setUp, "\\n", "\n"), "\\t", "\t"));
     }
