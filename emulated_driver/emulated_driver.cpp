@@ -104,6 +104,7 @@ void EmulatedDriver::Handle(const PeerAddress& from, const std::string& command)
   }
   if (fault.restarts) {
     mModel = DriverModel(mOptions.serviceClasses);
+    std::erase_if(mOutgoing, [](const auto& one) { return one.second.to.empty(); });
   }
   if (fault.reopens) {
     mSocket.Reopen();

@@ -120,9 +120,10 @@ int32_t CtrlWrapper::GetResponse(std::string& message, const std::string& prefix
   return result;
 }
 
-// Made at its first use, since it allocates.
+// Made at its first use, since it allocates, and never destroyed, since a client may release it
+// late.
 CtrlWrapper& Wrapper() {
-  static CtrlWrapper wrapper;
+  static CtrlWrapper& wrapper = *new CtrlWrapper;
   return wrapper;
 }
 

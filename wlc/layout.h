@@ -1,7 +1,7 @@
 // How wlc lays out what a person reads: at most 80 columns, the width of a new terminal, where a
 // blank allows it. Driver commands and messages are never broken.
 //
-//       status   -1, failed; the driver's STATUS agrees                    0.17 ms
+//       status   -1, failed; the driver's state matches its answers        0.17 ms
 //       warning  [ApplyWpaCliLinkConfiguration:59] Unable to execute wpa driver
 //                command to set xr mode ratemask.
 #pragma once

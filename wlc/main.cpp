@@ -137,7 +137,7 @@ Subcommand AddRun(CLI::App& app) {
         return file == "-" ? "standard output holds the session: name a file" : "";
       });
   run->footer(CommandList() +
-              "Exit status: 0 all as it should be, 1 not so, 2 it could not run or write\n"
+              "Exit status: 0 good, 1 a negative status or an unmet expect, 2 could not run\n"
               "Examples:\n"
               "  wlc run\n"
               "  wlc run --trace session.json init apply-link-settings deinit");
@@ -184,7 +184,7 @@ Subcommand AddReplay(CLI::App& app) {
       "Exit status: 0 it is whole, 1 commands or settings are not in the log, 2 no log\n"
       "Examples:\n"
       "  wlc run --log-level debug 2>log.txt\n"
-      "  wlc replay log.txt --settings log.toml | wlc run --script -");
+      "  wlc replay log.txt --settings log.toml >log.wlc");
   return {replay, [options] { return StatusOrSignal(Replay(*options)); }};
 }
 
@@ -206,8 +206,11 @@ void OpenStandardDescriptors() {
       std::rethrow_exception(failure);
     }
   } catch (const std::bad_alloc&) {
-    PrivateDirectory::Remove();
-    ControlClient::RemoveFiles();
+    try {
+      PrivateDirectory::Remove();
+      ControlClient::RemoveFiles();
+    } catch (const std::exception&) {  // it ends all the same
+    }
     PrintErrorAtOnce("wlc: no memory left\n");
     _exit(kExitCannotRun);
   } catch (...) {  // not for want of memory

@@ -102,6 +102,9 @@ class LogReader {
       mSession.settings =
           fmt::format("[{}]\n", std::string_view(kSettingPrefix, sizeof(kSettingPrefix) - 2));
     }
+    if (mSession.settings.empty()) {
+      return;  // the log begins within them
+    }
     LinkConfiguration types;
     ForEachSetting(types, [&, label = kLabels](const std::string& name, const auto& type) mutable {
       if (text.starts_with(*label++)) {

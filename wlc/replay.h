@@ -1,9 +1,9 @@
 // What a device's log says of a session: the commands that the service handled, as a script for
 // `wlc run`, and its settings.
 //
-//   11-24 12:00:01.234  1234  5678 D libnuvrel...so: Handling WirelessLinkConfig command 0x0, 0x6
-//   11-24 12:00:01.234  1234  5678 D libnuvrel...so: portNum 5000, splToS 160, defToS 184 latency
-//   20 11-24 12:00:01.240  1234  5678 W libnuvrel...so: [AddLAPBPolicy:44] Unable to execute ...
+//   D/libnuvrel...so( 1234): Handling WirelessLinkConfig command 0x0, 0x6
+//   D/libnuvrel...so( 1234): portNum 5000, splToS 160, defToS 184 latency 20
+//   W/libnuvrel...so( 1234): [AddLAPBPolicy:44] Unable to execute ...
 // becomes
 //   add-lapb-policy 5000 160 184 20
 //   # W [AddLAPBPolicy:44] Unable to execute ...
@@ -12,7 +12,7 @@
 //
 // Limits: numbers are copied, and checked by `wlc run`. Commands that ran on several threads at
 // once follow one another. A new process of the framework does not show. A line has less than
-// 64 KiB. A setting that `wlc run` has broken at a blank within it loses what follows.
+// 64 KiB.
 #pragma once
 
 #include <istream>

@@ -138,6 +138,7 @@ ExitStatus RunSession(const RunOptions& options) {
           .lexically_normal();
   LoadSettings(options, config, info);
   const SessionDriver driver(options, config);
+  info.showsPath = options.times;
   info.library = options.times ? library : library.filename();
   info.driver = driver.mEmulated ? "emulated" : "a supplicant";
   info.driver += options.times ? ", at " + driver.mPath : "";

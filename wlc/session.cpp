@@ -67,6 +67,7 @@ void Session::Start(const SessionInfo& info) {
     Notice(surprise);
   }
   mEnd.surprises = info.surprises.size();
+  mShowsPath = info.showsPath;
 }
 
 void Session::Play(const std::vector<Step>& steps) {
@@ -99,7 +100,11 @@ void Session::PlayCommand(const Command& command) {
   }
   EndCommand();
   if (command.form->value == NUVREL_WLC_CMD_INIT && mReport.status < 0) {
-    Notice(WhyNotOpen(mControlPath, mReport.end - mReport.begin));
+    std::string why = WhyNotOpen(mControlPath, mReport.end - mReport.begin);
+    if (const size_t at = why.find(mControlPath); at != std::string::npos && !mShowsPath) {
+      why.replace(at, mControlPath.size(), "its socket");
+    }
+    Notice(why);
   }
   const uint32_t value = command.form->value;
   Notice(MissingStep());

@@ -51,6 +51,7 @@ class Session {
   const SessionOutputs& mOutputs;
   CommandReport mReport;  // of the command being played
   size_t mWaits = 0;      // of it, for messages
+  bool mShowsPath = true;
   bool mInitialised = false;
   bool mHasFlows = false;  // init-lapb-flow has succeeded since
   SessionEnd mEnd;         // what is known of it so far

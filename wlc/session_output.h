@@ -36,6 +36,7 @@ struct SessionInfo {
   std::string self;                            // address of this device
   std::string peer;
   std::vector<std::string> surprises = {};  // in the settings; notices say them
+  bool showsPath = true;                    // of the socket, in notices
 };
 
 struct CommandReport {
