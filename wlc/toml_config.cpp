@@ -5,7 +5,7 @@
 #define TOML_ASSERT(condition) static_cast<void>(0)  // it asserts on mistakes that it then reports
 #include <toml++/toml.h>
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,8 +30,12 @@ std::string ReadText(const std::string& file) {
   if (!stream) {
     throw Refusal("{}: cannot be opened: {}", file, std::strerror(errno));
   }
-  std::string text(kMaxBytes + 1, '\0');
-  text.resize(std::fread(text.data(), 1, text.size(), stream.get()));
+  std::string text;
+  std::array<char, 4096> part;
+  for (size_t size = part.size(); size == part.size() && text.size() <= kMaxBytes;) {
+    size = std::fread(part.data(), 1, part.size(), stream.get());
+    text.append(part.data(), size);
+  }
   if (std::ferror(stream.get()) != 0) {
     throw Refusal("{}: cannot be read: {}", file, std::strerror(errno));
   }
