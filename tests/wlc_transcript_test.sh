@@ -11,8 +11,8 @@ scratch=$(mktemp -d) || exit
 trap 'jobs -p | xargs -r kill 2>/dev/null; rm -rf "$scratch"' EXIT
 mkdir "$scratch/here" "$scratch/bin"
 trap '' PIPE # writing to one that has ended fails, and that is all
-# A shell starts background jobs with SIGINT ignored.
-printf '#!/bin/sh\nexec env --default-signal=INT,PIPE %s "%s" "$@"\n' "$emulator" \
+# A shell starts background jobs with SIGINT ignored, and nohup ignores SIGHUP.
+printf '#!/bin/sh\nexec env --default-signal=HUP,INT,PIPE %s "%s" "$@"\n' "$emulator" \
   "$build/bin/wlc" >"$scratch/bin/wlc"
 chmod +x "$scratch/bin/wlc"
 export PATH="$scratch/bin:$PATH:/usr/sbin:/sbin" HOME=$scratch TMPDIR=$scratch LC_ALL=C
