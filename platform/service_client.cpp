@@ -26,17 +26,20 @@ std::string Environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+void Warn(const char* name, const std::string& problem) {
+  if ((gNuvrelLogLevel & kNuvrelLogWarn) != 0) {
+    __android_log_print(ANDROID_LOG_WARN, "libnuvrelservice_client.so",
+                        "%s is %s: set it for the discovery client", name, problem.c_str());
+  }
+}
+
 // Copies the value of the variable `name` into `field`; false when it is missing, unless it may be,
 // or does not fit.
 template <size_t kSize>
 bool Fill(char (&field)[kSize], const char* name, bool mayBeMissing = false) {
   const std::string value = Environment(name);
   if ((value.empty() && !mayBeMissing) || value.size() >= kSize) {
-    if ((gNuvrelLogLevel & kNuvrelLogWarn) != 0) {
-      __android_log_print(ANDROID_LOG_WARN, "libnuvrelservice_client.so",
-                          "%s is %s: set it for the discovery client", name,
-                          value.empty() ? "not set" : "too long");
-    }
+    Warn(name, value.empty() ? "not set" : "too long");
     return false;
   }
   value.copy(field, value.size());
@@ -77,7 +80,11 @@ class EnvironmentServiceClient : public ServiceClient {
       return -1;
     }
     if (*found.ipAddress == '\0') {
-      AddressOf(found.interfaceName).copy(found.ipAddress, INET_ADDRSTRLEN);
+      const std::string address = AddressOf(found.interfaceName);
+      if (address.empty()) {
+        Warn("NUVREL_SELF_IP", std::string("not set, and no address is at ") + found.interfaceName);
+      }
+      address.copy(found.ipAddress, INET_ADDRSTRLEN);
     }
     *info = found;
     return 0;
