@@ -42,7 +42,7 @@ Session::Session(ServiceHost& service, const std::string& controlPath,
       mEmulated(emulated),
       mOutputs(outputs) {
   SetExchangeObserver([this](Exchange exchange) {
-    while (exchange.answered.ends_with('\n') || exchange.answered.ends_with('\r')) {
+    while (exchange.answered.ends_with('\n')) {
       exchange.answered.pop_back();
     }
     if (mReport.number != 0) {
