@@ -39,10 +39,8 @@ await() {
   done
 }
 
-# For transcripts: brief ARGUMENT..., a session of wlc run in short: of each command the status,
-# behind it "=" when the driver's state agrees and "!" when it differs, and in brackets the answers
-# and messages that show a fault; then what differs, the notes and the refusals. `shorten` does it
-# to a session that was written elsewhere.
+# For transcripts: brief ARGUMENT..., a session of wlc run in short, as they explain at their top.
+# `shorten` does it to a session that was written elsewhere.
 brief() {
   # shellcheck disable=SC2119  # its input is the pipe
   wlc run --log-level error "$@" 2>&1 | shorten
@@ -51,14 +49,14 @@ brief() {
 # shellcheck disable=SC2120  # transcripts call it with files
 shorten() {
   cat -v "$@" | joined | awk '
+    function end() { all = all status sign answers; status = sign = answers = "" }
     /^ +(answer|message) / && !/ (OK|cookie=[^ ]+|svc_count:[0-9]+|.*\([0-9, ]+\)) +[0-9.]+ ms$/ {
       sub(/^ +[a-z]+ +/, ""); sub(/ +[0-9.]+ ms$/, ""); odd = odd (odd ? ", " : "[") $0 }
-    $1 == "status" { marked = /still differs/
-                     all = all " " $2 + 0 (/matches/ ? "=" : "") (odd ? odd "]" : "") (marked ? "!" : "")
-                     odd = "" }
-    $1 == "differs" && !marked++ { all = all "!" }
+    $1 == "status" { end(); status = " " $2 + 0; sign = /matches/ ? "=" : /still differs/ ? "!" : ""
+                     answers = odd (odd ? "]" : ""); odd = "" }
+    $1 == "differs" { sign = "!" }
     sub(/^ +(differs|note:) +/, "") || /^wlc: / { rest = rest "\n" $0 }
-    END { print substr(all, 2) rest }'
+    END { end(); print substr(all, 2) rest }'
 }
 
 # For transcripts: the lines that wlc has broken at column 80, whole.
