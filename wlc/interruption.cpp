@@ -21,17 +21,6 @@ std::atomic<int> gSignal = 0;
 std::atomic<bool> gCommandsEnd = false;
 int gInterrupted = -1;  // an eventfd, readable from the first signal on
 
-[[noreturn]] void EndAtOnce(int signal) {
-  try {
-    PrivateDirectory::Remove();
-    ControlClient::RemoveFiles();
-    PrintErrorAtOnce(fmt::format("wlc: interrupted: ended by SIG{} without waiting any longer\n",
-                                 sigabbrev_np(signal)));
-  } catch (const std::bad_alloc&) {  // it ends all the same
-  }
-  _exit(128 + signal);
-}
-
 void Watch(const sigset_t& signals) {
   for (int signal = 0; sigwait(&signals, &signal) == 0;) {
     const bool first = gSignal == 0;
@@ -48,11 +37,23 @@ void Watch(const sigset_t& signals) {
     if (first || signal != SIGINT) {
       std::this_thread::sleep_for(kTimeToEnd);
     }
-    EndAtOnce(signal);
+    EndAtOnce(fmt::format("wlc: interrupted: ended by SIG{} without waiting any longer\n",
+                          sigabbrev_np(signal)),
+              128 + signal);
   }
 }
 
 }  // namespace
+
+void EndAtOnce(std::string_view message, int status) {
+  try {
+    PrivateDirectory::Remove();
+    ControlClient::RemoveFiles();
+  } catch (const std::exception&) {  // it ends all the same
+  }
+  PrintErrorAtOnce(message);
+  _exit(status);
+}
 
 void WatchSignals() {
   gInterrupted = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);

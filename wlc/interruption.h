@@ -13,9 +13,14 @@
 #include <array>
 #include <chrono>
 #include <streambuf>
+#include <string_view>
 
 // First of all, before there is another thread or a file to remove.
 void WatchSignals();
+
+// Ends the process with `status`, without destructors: removes the files and says `message`, if
+// somebody reads it.
+[[noreturn]] void EndAtOnce(std::string_view message, int status);
 
 // From now on the first ^C waits for the running command.
 void LetCommandsEnd();

@@ -9,11 +9,9 @@
 #include <new>
 
 #include "emulated_driver/refusal.h"
-#include "platform/control_client.h"
 #include "wlc/commands.h"
 #include "wlc/interruption.h"
 #include "wlc/output_file.h"
-#include "wlc/private_directory.h"
 #include "wlc/steps.h"
 #include "wlc/visible.h"
 
@@ -206,13 +204,7 @@ void OpenStandardDescriptors() {
       std::rethrow_exception(failure);
     }
   } catch (const std::bad_alloc&) {
-    try {
-      PrivateDirectory::Remove();
-      ControlClient::RemoveFiles();
-    } catch (const std::exception&) {  // it ends all the same
-    }
-    PrintErrorAtOnce("wlc: no memory left\n");
-    _exit(kExitCannotRun);
+    EndAtOnce("wlc: no memory left\n", kExitCannotRun);
   } catch (...) {  // not for want of memory
   }
   std::abort();

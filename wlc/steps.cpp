@@ -33,20 +33,15 @@ constexpr CommandForm kCommands[] = {
 constexpr ParameterForm kRepeatParameter = {"N", "times", 1, 1'000'000};
 
 int64_t ParseNumber(std::istream& words, std::string_view command, const ParameterForm& form) {
-  const std::string range =
-      fmt::format("{} ({}, {} to {})", form.usage, form.name, form.min, form.max);
   std::string word;
-  if (!(words >> word)) {
-    throw Refusal("{}: {} is missing", command, range);
-  }
+  words >> word;
   int64_t value = 0;
   const char* end = word.data() + word.size();
-  const auto [stop, result] = std::from_chars(word.data(), end, value);
-  if (stop != end || result == std::errc::invalid_argument) {
-    throw Refusal("{}: \"{}\" is not a decimal number for {}", command, word, range);
-  }
-  if (result != std::errc() || value < form.min || value > form.max) {
-    throw Refusal("{}: {} is out of range for {}", command, word, range);
+  const auto [stop, error] = std::from_chars(word.data(), end, value);
+  if (word.empty() || stop != end || error != std::errc() || value < form.min || value > form.max) {
+    throw Refusal("{}: {} ({}) must be a decimal number from {} to {}{}", command, form.usage,
+                  form.name, form.min, form.max,
+                  word.empty() ? "; it is missing" : ", not \"" + word + '"');
   }
   return value;
 }
