@@ -38,7 +38,7 @@ int64_t ParseNumber(std::istream& words, std::string_view command, const Paramet
   int64_t value = 0;
   const char* end = word.data() + word.size();
   const auto [stop, error] = std::from_chars(word.data(), end, value);
-  if (word.empty() || stop != end || error != std::errc() || value < form.min || value > form.max) {
+  if (stop != end || error != std::errc() || value < form.min || value > form.max) {
     throw Refusal("{}: {} ({}) must be a decimal number from {} to {}{}", command, form.usage,
                   form.name, form.min, form.max,
                   word.empty() ? "; it is missing" : ", not \"" + word + '"');
